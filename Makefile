@@ -1,0 +1,50 @@
+# Velotune: `make run` starts the program, `make test` runs every test suite.
+# Both install what the build needs on a fresh Debian 12 first.
+
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+
+# Debian packages the build, the tests and the benchmarks need.
+PACKAGES := build-essential cmake ninja-build pkg-config googletest libgtest-dev \
+            libgtk-3-dev libcairo2-dev libpango1.0-dev libasound2-dev libsndfile1-dev \
+            fonts-dejavu-core xvfb xdotool x11-utils imagemagick \
+            pulseaudio pulseaudio-utils alsa-utils libasound2-plugins \
+            sox libsox-fmt-mp3 lame time python3 clang-14 libclang-rt-14-dev
+
+.PHONY: all deps build run test test-plain test-asan test-tsan bench clean format
+
+all: build
+
+deps:
+	@bash tools/install-deps.sh $(PACKAGES)
+
+build: deps
+	@cmake -S . -B build -G Ninja -DVELOTUNE_WERROR=ON $(CMAKE_FLAGS) >/dev/null
+	@cmake --build build -j $(JOBS)
+
+run: build
+	@bash tools/run.sh build/velotune
+
+# The whole suite plain, then under AddressSanitizer + UndefinedBehaviorSanitizer,
+# then the thread-sensitive suites under ThreadSanitizer; each in its own folder.
+test: deps
+	@bash tools/test.sh plain build
+	@bash tools/test.sh address build-asan
+	@bash tools/test.sh thread build-tsan
+
+test-plain: deps
+	@bash tools/test.sh plain build
+test-asan: deps
+	@bash tools/test.sh address build-asan
+test-tsan: deps
+	@bash tools/test.sh thread build-tsan
+
+bench: build
+	@bash bench/run.sh
+
+format:
+	@clang-format -i $$(git ls-files '*.cpp' '*.h')
+
+clean:
+	rm -rf build build-asan build-tsan

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Configures, builds and runs the test suites in one build folder.
+#   tools/test.sh plain|address|thread BUILD_DIR
+# plain and address run every suite; thread runs the suites labelled "tsan".
+set -euo pipefail
+mode=$1 dir=$2
+cd "$(dirname "$0")/.."
+san=""
+[ "$mode" != plain ] && san=$mode
+cmake -S . -B "$dir" -G Ninja -DVELOTUNE_WERROR=ON -DVELOTUNE_SANITIZE="$san" >/dev/null
+cmake --build "$dir" -j "$(nproc)"
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}
+export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/tests/lsan.supp}
+labels=()
+[ "$mode" = thread ] && labels=(-L tsan)
+echo "== $mode tests ($dir) =="
+# System tests start their own private sound server and X server (tests/scripts).
+bash tests/scripts/with-test-env.sh ctest --test-dir "$dir" --output-on-failure -j 2 "${labels[@]}"
