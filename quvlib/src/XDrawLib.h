@@ -37,8 +37,9 @@ class XDrawLib {
     int m_xLast = 0, m_yLast = 0;      // pen position for MoveTo / LineTo (local)
     long m_kJixFont = -1;              // the selected font kind; -1 = none selected
     long m_currentFontSize = 0;        // line metric of the selected font
-    XColor m_clrPen, m_clrFill, m_clrText, m_clrStroke;  // last colour set for each use
-    long m_kJustify = 0;  // text justification: -1 left, 0 centre, 1 right
+    XColor m_clrPen, m_clrFill, m_clrStroke;  // last colour set for each use
+    XColor m_clrText{0, 0, 0, 255};           // text colour: black until set
+    long m_kJustify = 0;                      // text justification: -1 left, 0 centre, 1 right
     bool m_bIgnoreClipping = false;
     bool m_bLocalDrawHandle = false;  // the library made m_hSave itself
 
