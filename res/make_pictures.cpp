@@ -331,7 +331,7 @@ void DrawAppIcon(cairo_t* cr, int w, int h) {
     cairo_set_source_rgba(cr, 1, 1, 1, 0.08);
     cairo_set_line_width(cr, 2.0);
     cairo_stroke(cr);
-    WaveMark(cr, 44, h / 2.0, w - 88, h - 96, 11);
+    WaveMark(cr, 42, h / 2.0, w - 84, h - 92, 9);
 }
 
 using DrawFn = void (*)(cairo_t*, int, int);

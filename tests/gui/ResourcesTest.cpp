@@ -4,6 +4,10 @@
 // "/velotune/"), decoded as PNG, and measured against the control that shows
 // them: the window never scales a picture, so a picture of the wrong size would
 // overlap its neighbours or leave a gap.
+//
+// This executable links only velotune_app, as the program does; the lookups
+// succeed only if the resource's self-registering object file reached the
+// link through it, which is what keeps the program's pictures from vanishing.
 
 #include <cairo.h>
 #include <gio/gio.h>
