@@ -239,3 +239,21 @@ TEST(DemoSounds, EverySoundOpensInEveryFormatWithItsRateChannelsAndLength) {
         }
     }
 }
+
+TEST(Resources, DesktopEntryPassesTheDesktopFileValidator) {
+    gchar* validator = g_find_program_in_path("desktop-file-validate");
+    if (!validator) GTEST_SKIP() << "desktop-file-validate is not installed (desktop-file-utils)";
+    const std::string path = std::string(VELOTUNE_SOURCE_DIR) + "/res/velotune.desktop";
+    gchar* argv[] = {validator, const_cast<gchar*>(path.c_str()), nullptr};
+    gchar* out = nullptr;
+    gchar* err = nullptr;
+    gint status = -1;
+    ASSERT_TRUE(g_spawn_sync(nullptr, argv, nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, &out, &err,
+                             &status, nullptr));
+    EXPECT_TRUE(g_spawn_check_wait_status(status, nullptr)) << out << err;
+    // The validator prints hints and warnings even when it passes a file.
+    EXPECT_STREQ(out, "");
+    g_free(out);
+    g_free(err);
+    g_free(validator);
+}
