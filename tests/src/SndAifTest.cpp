@@ -19,6 +19,7 @@ namespace {
 // Gives the tests a look at the fields the reader keeps to itself.
 class AifProbe : public snd_aif {
   public:
+    using snd_::m_bSwap;
     using snd_::m_hFile;
     using snd_aif::m_offset;
 };
@@ -438,4 +439,14 @@ TEST(SndAif, OnCloseFileClosesTheFile) {
     ASSERT_NE(r.m_hFile, nullptr);
     r.OnCloseFile();
     EXPECT_EQ(r.m_hFile, nullptr);
+}
+
+TEST(SndAif, ReversesItsBigEndianNumbersOnThisLittleEndianHost) {
+    SoundFileBuilder b = SoundFileBuilder::Form("AIFF");
+    b.AiffComm(3, 0x00012345, 16, 44100);  // "COMM": a frame count whose bytes all differ
+    AifProbe r;
+    ASSERT_EQ(Open(r, b.Save("order.aif")), 1);
+    EXPECT_TRUE(r.m_bSwap);
+    EXPECT_EQ(r.SampleSize(), 0x12345);
+    EXPECT_EQ(r.Channel(), 3);
 }

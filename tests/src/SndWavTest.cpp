@@ -18,6 +18,7 @@ namespace {
 // Gives the tests a look at the fields the reader keeps to itself.
 class WavProbe : public snd_wav {
   public:
+    using snd_::m_bSwap;
     using snd_::m_file_pos;
     using snd_::m_hFile;
     using snd_wav::m_bFloat;
@@ -468,4 +469,13 @@ TEST(SndWav, OnCloseFileClosesTheFile) {
     ASSERT_NE(r.m_hFile, nullptr);
     r.OnCloseFile();
     EXPECT_EQ(r.m_hFile, nullptr);
+}
+
+TEST(SndWav, ReadsItsLittleEndianNumbersUnswappedOnThisLittleEndianHost) {
+    SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");
+    b.WavFmt(1, 1, 0x00012345, 16);  // "fmt ": a rate whose bytes all differ
+    WavProbe r;
+    ASSERT_EQ(Open(r, b.Save("order.wav")), 1);
+    EXPECT_FALSE(r.m_bSwap);
+    EXPECT_EQ(r.SampleRate(), 0x12345);
 }
