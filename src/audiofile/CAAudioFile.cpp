@@ -135,6 +135,10 @@ void CAAudioFile::Open(const char* path) {
     struct stat st;
     if (path == nullptr || stat(path, &st) != 0) throw CAAudioFileError("locate audio file");
 
+    // Only regular files are handed to the decoder: a pipe or device would block
+    // the opening thread until someone writes to it, and the decoder's pipe path
+    // for MP3 reads past its own header buffer.
+    if (!S_ISREG(st.st_mode)) throw CAAudioFileError("ExtAudioFileOpen failed");
     SF_INFO info = {};
     SNDFILE* h = sf_open(path, SFM_READ, &info);
     if (h == nullptr) throw CAAudioFileError("ExtAudioFileOpen failed");
@@ -147,7 +151,8 @@ void CAAudioFile::Open(const char* path) {
 }
 
 int64_t CAAudioFile::GetNumberFrames() const {
-    // The decoder reports the largest count when it cannot know the length.
+    // The decoder reports the largest count when it cannot know the length (a
+    // stream it could not scan); kept as a guard, since only regular files open.
     if (m_hSnd == nullptr || m_frames < 0 || m_frames == SF_COUNT_MAX)
         throw CAAudioFileError("Couldn't get file's length");
     return m_frames;

@@ -27,12 +27,12 @@ class CAAudioFile {
 
     /// Opens `path` for reading, closing (quietly) any file this object held.
     /// Throws "locate audio file" when the path is null or names nothing that can
-    /// be found, "ExtAudioFileOpen failed" when the decoder cannot open it.
+    /// be found, "ExtAudioFileOpen failed" when it is not a regular file (a folder,
+    /// a pipe, a device) or the decoder cannot open it.
     void Open(const char* path);
 
     /// The file's length in frames. Throws "Couldn't get file's length" when no
-    /// file is open or the decoder does not know the length (a stream read from a
-    /// pipe, for example).
+    /// file is open or the decoder does not know the length.
     int64_t GetNumberFrames() const;
 
     /// The file's own format: rate, channels, format id ('lpcm' for integer and
