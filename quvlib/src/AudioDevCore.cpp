@@ -56,6 +56,10 @@ void Wake(int fd) {
     (void)r;
 }
 
+// Probing plugins that have nothing behind them (no card, no server) makes the
+// sound library print complaints; enumeration is quiet about sides it skips.
+void QuietAlsa(const char*, int, const char*, int, const char*, ...) {}
+
 void CopyName(char* dst, size_t size, const char* src) {
     size_t n = strnlen(src, size - 1);
     std::memcpy(dst, src, n);
@@ -161,6 +165,7 @@ int AudioDevCore::OnInit() {
     if (count <= 0) return 2;
     // The probes are big (channel names); one pair lives for the whole walk.
     t_sideProbe* probe = new t_sideProbe[2];
+    snd_lib_error_set_handler(QuietAlsa);
     for (int d = 0; d < count; ++d) {
         LogPrint("  Device(%d)", d);
         LogPrint("    AudioDeviceID: %d", d + 1);
@@ -168,6 +173,7 @@ int AudioDevCore::OnInit() {
         _probeDevice(d + 1, &probe[0], &probe[1]);
         for (int io = 0; io < 2; ++io) _addSide(probe[io], d, io);
     }
+    snd_lib_error_set_handler(nullptr);
     delete[] probe;
     m_state = 1;
     LogPrint(">> AudioInit done");
