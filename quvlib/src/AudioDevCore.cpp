@@ -77,7 +77,6 @@ AudioDevCore::AudioDevCore()
       m_buffer_rec(nullptr),
       m_buffer_play(nullptr),
       m_mapCount{0, 0},
-      m_channel{{0, 0}, {0, 0}},
       m_pDevInfoEx{nullptr, nullptr} {
     std::memset(m_pcmName, 0, sizeof(m_pcmName));
     std::memset(m_pcmIo, 0, sizeof(m_pcmIo));
@@ -246,7 +245,8 @@ bool AudioDevCore::OnOpen(DEVOPEN* rec, DEVOPEN* play, long sampleRate, int bitD
     DEVOPEN* req[2] = {play, rec};
     for (int io = 0; io < 2; ++io) {
         if (!req[io]) continue;
-        m_channel[io] = t_channel{req[io]->channel, req[io]->offset};
+        m_channel[io].count.store(req[io]->channel, std::memory_order_relaxed);
+        m_channel[io].offset.store(req[io]->offset, std::memory_order_relaxed);
         info[io] = GetDevice(req[io]->iDev, io);
     }
     int wanted[2];
@@ -332,7 +332,7 @@ bool AudioDevCore::_allocBuffers() {
         int frames = m_pDevInfoEx[io]->bufferSize;
         if (frames > m_blockFrames[io] || !*block[io]) {
             // The IO path always works in stereo blocks, whatever count was asked.
-            int count = m_channel[io].count > 2 ? m_channel[io].count : 2;
+            int count = m_channel[io].count.load() > 2 ? m_channel[io].count.load() : 2;
             delete[] * block[io];
             *block[io] = new (std::nothrow) float[static_cast<size_t>(frames) * count]();
             m_blockFrames[io] = *block[io] ? frames : 0;
@@ -394,7 +394,7 @@ bool AudioDevCore::OnClose(int dir) {
 // ---- the IO path -----------------------------------------------------------
 
 void AudioDevCore::HandleInput(const t_ioBufferList* list) {
-    int o = m_channel[kAudioRec].offset;
+    int o = m_channel[kAudioRec].offset.load(std::memory_order_relaxed);
     if (!list || !m_buffer_rec || o < 0 || o >= m_mapCount[kAudioRec]) return;
     int lb = m_inBuffer[o];
     if (lb >= list->mNumberBuffers || lb >= t_ioBufferList::kMax) return;
@@ -421,7 +421,7 @@ void AudioDevCore::HandleInput(const t_ioBufferList* list) {
 
 void AudioDevCore::HandleOutput(const t_ioBufferList* list) {
     AudioSource* source = GetAudioSource();
-    int o = m_channel[kAudioPlay].offset;
+    int o = m_channel[kAudioPlay].offset.load(std::memory_order_relaxed);
     if (!source || !list || !m_buffer_play || o < 0 || o >= m_mapCount[kAudioPlay]) return;
     int lb = m_outBuffer[o];
     if (lb >= list->mNumberBuffers || lb >= t_ioBufferList::kMax) return;

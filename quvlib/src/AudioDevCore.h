@@ -29,9 +29,11 @@ constexpr long kAudioDeviceUnsupportedFormatError = FourCC("!dat");
 constexpr long kAudioDevicePermissionsError = FourCC("!hog");
 
 /// Channels requested in one direction and the first device channel used.
+/// Both words are read by the IO thread while the owner may change them on a
+/// reopen of the same devices, so they are atomics.
 struct t_channel {
-    int count;
-    int offset;
+    std::atomic<int> count{0};
+    std::atomic<int> offset{0};
 };
 
 /// The driver's own part of a device record (kept in DEVINFO::extra).
