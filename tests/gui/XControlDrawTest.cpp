@@ -1,16 +1,15 @@
 // A control tree drawn through the drawing library into an image surface.
-#include <cairo.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+#include "TestCanvas.h"
 #include "XControl.h"
 #include "XDrawLib.h"
 
 namespace {
 
-const XColor kWhite(255, 255, 255, 255);
 const XColor kRed(255, 0, 0, 255);
 const XColor kBlue(0, 0, 255, 255);
 const XColor kGreen(0, 255, 0, 255);
@@ -27,40 +26,10 @@ class Painter : public XControl {
     }
 };
 
-class Surface {
-  public:
-    Surface(int w, int h) {
-        m_s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
-        m_cr = cairo_create(m_s);
-        cairo_set_source_rgb(m_cr, 1, 1, 1);
-        cairo_paint(m_cr);
-        lib.Init(&m_window, 0, 0);
-        EXPECT_TRUE(lib.Open(XRect(0, 0, w - 1, h - 1), m_cr));
-    }
-    ~Surface() {
-        cairo_destroy(m_cr);
-        cairo_surface_destroy(m_s);
-    }
-    XColor At(int x, int y) {
-        if (lib.m_level > 0) lib.Flush();
-        cairo_surface_flush(m_s);
-        const unsigned char* d = cairo_image_surface_get_data(m_s);
-        uint32_t p =
-            *reinterpret_cast<const uint32_t*>(d + y * cairo_image_surface_get_stride(m_s) + x * 4);
-        return XColor((p >> 16) & 255, (p >> 8) & 255, p & 255, p >> 24);
-    }
-    XDrawLib lib;
-
-  private:
-    int m_window = 0;
-    cairo_surface_t* m_s;
-    cairo_t* m_cr;
-};
-
 }  // namespace
 
 TEST(XControlDraw, DrawFillsTheBackgroundFramesAndCallsOnDrawInLocalCoordinates) {
-    Surface s(20, 20);
+    Canvas s(20, 20);
     Painter c;
     c.SetWindowRect(XRect(5, 5, 14, 14));
     c.SetColorBack(kBlue);
@@ -80,7 +49,7 @@ TEST(XControlDraw, DrawFillsTheBackgroundFramesAndCallsOnDrawInLocalCoordinates)
 }
 
 TEST(XControlDraw, ATransparentControlDrawsNoBackground) {
-    Surface s(20, 20);
+    Canvas s(20, 20);
     Painter c;
     c.SetWindowRect(XRect(5, 5, 14, 14));
     c.SetColorBack(kBlue);
@@ -90,7 +59,7 @@ TEST(XControlDraw, ATransparentControlDrawsNoBackground) {
 }
 
 TEST(XControlDraw, ChildrenDrawAfterTheirParentInListOrderAndAreClippedToIt) {
-    Surface s(30, 30);
+    Canvas s(30, 30);
     std::vector<std::string> log;
     Painter parent;
     parent.log = &log;
@@ -118,7 +87,7 @@ TEST(XControlDraw, ChildrenDrawAfterTheirParentInListOrderAndAreClippedToIt) {
 }
 
 TEST(XControlDraw, UpdateWithALibraryDrawsOnlyDirtyControls) {
-    Surface s(30, 30);
+    Canvas s(30, 30);
     std::vector<std::string> log;
     Painter parent;
     parent.log = &log;
@@ -140,7 +109,7 @@ TEST(XControlDraw, UpdateWithALibraryDrawsOnlyDirtyControls) {
 }
 
 TEST(XControlDraw, A3DControlGetsOneRaisedBevel) {
-    Surface s(20, 20);
+    Canvas s(20, 20);
     Painter c;
     c.SetWindowRect(XRect(0, 0, 9, 9));
     XColor base(100, 100, 100, 255);
