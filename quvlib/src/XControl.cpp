@@ -1,5 +1,6 @@
 #include "XControl.h"
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -24,6 +25,14 @@ XRect Intersect(XRect a, XRect b) {
     r.right = a.right < b.right ? a.right : b.right;
     r.bottom = a.bottom < b.bottom ? a.bottom : b.bottom;
     return r;
+}
+
+// A float as an int: values beyond int's range are clamped, NaN gives `fallback`.
+int ToInt(float v, int fallback) {
+    if (std::isnan(v)) return fallback;
+    if (v >= 2147483648.0f) return 2147483647;
+    if (v <= -2147483648.0f) return -2147483647 - 1;
+    return static_cast<int>(v);
 }
 
 const int kPortInt = static_cast<int>(FourCC("ival"));
@@ -276,12 +285,12 @@ int XControl::SetValueInt(int value, bool micro) {
     if (step > 1) {
         // Deliberately kept as built: single precision and a rounding offset of half
         // of range / (range / step + 1), slightly less than half a step.
-        float range = static_cast<float>(m_iMax - m_iMin);
+        float fmin = static_cast<float>(m_iMin);
+        float range = static_cast<float>(m_iMax) - fmin;
         float fstep = static_cast<float>(step);
         float offset = (range / (range / fstep + 1.0f)) * 0.5f;
-        float count = (static_cast<float>(value - m_iMin) + offset) / fstep;
-        value = static_cast<int>(static_cast<float>(m_iMin) +
-                                 static_cast<float>(static_cast<int>(count)) * fstep);
+        float count = std::trunc(((static_cast<float>(value) - fmin) + offset) / fstep);
+        value = ToInt(fmin + count * fstep, value);
     }
     m_iVal = value;
     m_bDirty = true;
@@ -307,8 +316,8 @@ int XControl::SetValueFlt(float value, bool micro) {
         // The integer snapping formula, in float: steps may be fractions here.
         float range = m_fMax - m_fMin;
         float offset = (range / (range / step + 1.0f)) * 0.5f;
-        float count = ((value - m_fMin) + offset) / step;
-        value = m_fMin + static_cast<float>(static_cast<long>(count)) * step;
+        float snapped = m_fMin + std::trunc(((value - m_fMin) + offset) / step) * step;
+        if (std::isfinite(snapped)) value = snapped;
     }
     m_fVal = value;
     m_bDirty = true;
@@ -321,9 +330,10 @@ int XControl::SetValueFlt(float value, bool micro) {
 
 int XControl::SetValueNorm(float norm, bool micro) {
     if (m_iStep != 0) {
-        float v = norm * static_cast<float>(m_iMax - m_iMin);
-        int steps = static_cast<int>(v >= 0 ? v + 0.5f : v - 0.5f);
-        return SetValueInt(m_iMin + steps, micro);
+        double v =
+            static_cast<double>(m_iMin) +
+            std::floor(static_cast<double>(norm) * (static_cast<double>(m_iMax) - m_iMin) + 0.5);
+        return SetValueInt(ToInt(static_cast<float>(v), m_iVal), micro);
     }
     return SetValueFlt(m_fMin + norm * (m_fMax - m_fMin), micro);
 }
@@ -331,7 +341,8 @@ int XControl::SetValueNorm(float norm, bool micro) {
 float XControl::GetValueNorm() const {
     if (m_iStep != 0) {
         if (m_iMax == m_iMin) return 0.0f;
-        return static_cast<float>(m_iVal - m_iMin) / static_cast<float>(m_iMax - m_iMin);
+        return static_cast<float>((static_cast<double>(m_iVal) - m_iMin) /
+                                  (static_cast<double>(m_iMax) - m_iMin));
     }
     if (m_fMax == m_fMin) return 0.0f;
     return (m_fVal - m_fMin) / (m_fMax - m_fMin);

@@ -173,16 +173,20 @@ void XDrawLib::FillSolidRect(XRect rc, XColor color, int bevel) {
     long count = bevel < 0 ? -static_cast<long>(bevel) : bevel;
     XColor light = color.Light(1.3f), dark = color.Light(0.7f);
     for (long i = 0; i < count && rc.left <= rc.right && rc.top <= rc.bottom; ++i) {
-        SetPenColor(light);
-        MoveTo(rc.left, rc.bottom);
-        LineTo(rc.left, rc.top);
-        LineTo(rc.right, rc.top);
-        SetPenColor(dark);
-        MoveTo(rc.right, rc.top);
-        LineTo(rc.right, rc.bottom);
-        LineTo(rc.left, rc.bottom);
+        BevelFrame(rc, light, dark);
         rc.Expand(-1);
     }
+}
+
+void XDrawLib::BevelFrame(XRect rc, XColor leftTop, XColor rightBottom) {
+    SetPenColor(leftTop);
+    MoveTo(rc.left, rc.bottom);
+    LineTo(rc.left, rc.top);
+    LineTo(rc.right, rc.top);
+    SetPenColor(rightBottom);
+    MoveTo(rc.right, rc.top);
+    LineTo(rc.right, rc.bottom);
+    LineTo(rc.left, rc.bottom);
 }
 
 void XDrawLib::FillRoundRect(XRect rc, XColor color, int radius) {
@@ -223,15 +227,7 @@ void XDrawLib::DrawButton(XRect rc, XColor color, bool pressed) {
 void XDrawLib::Fill3dRect(XRect rc, XColor color, bool raised) {
     if (!m_hDraw || color.IsTransparent()) return;
     FillSolidRect(rc, color, 0);
-    XColor first = color.Light(raised ? 1.3f : 0.7f), second = color.Light(raised ? 0.7f : 1.3f);
-    SetPenColor(first);
-    MoveTo(rc.left, rc.bottom);
-    LineTo(rc.left, rc.top);
-    LineTo(rc.right, rc.top);
-    SetPenColor(second);
-    MoveTo(rc.right, rc.top);
-    LineTo(rc.right, rc.bottom);
-    LineTo(rc.left, rc.bottom);
+    BevelFrame(rc, color.Light(raised ? 1.3f : 0.7f), color.Light(raised ? 0.7f : 1.3f));
 }
 
 void XDrawLib::FillGradRect(XRect& rc, XColor top, XColor bottom) {

@@ -169,6 +169,7 @@ class XDrawLib {
     int Y0() const { return m_rcDraw.top + m_yOffset; }
     void SetSource(XColor color);
     void FillDevice(double x, double y, double w, double h);
+    void BevelFrame(XRect rc, XColor leftTop, XColor rightBottom);
     void ApplyFont(long kind);
     cairo_t* TextContext();
     PangoLayout* MakeLayout(const char* text, int len);

@@ -668,3 +668,30 @@ TEST(XControl, LabelIsCopied) {
     c.SetLabel(nullptr);
     EXPECT_EQ(c.GetLabel(), nullptr);
 }
+
+TEST(XControl, RedrawIsNotReenteredWhileItDraws) {
+    struct ReentrantWindow : FakeWindow {
+        bool DrawControl(XControl* c) override {
+            FakeWindow::DrawControl(c);
+            c->Redraw();  // a hook that asks for another redraw while drawing
+            return true;
+        }
+    } w;
+    Probe* c = TopLevel(w, XRect(0, 0, 10, 10));
+    c->Redraw();
+    EXPECT_EQ(w.drawn.size(), 1u);
+    EXPECT_FALSE(c->m_bRedrawing);
+    delete c;
+}
+
+TEST(XControl, ExtremeRangesAndValuesStayDefined) {
+    Probe c;
+    c.SetRangeInt(-2147483647 - 1, 2147483647, 0, 3);
+    EXPECT_EQ(c.SetValueInt(2147483647, true), 1);  // micro step 3 over the whole int range
+    EXPECT_GE(c.GetValueInt(), 2147483000);
+    c.SetRangeInt(10, 0, 5, 5);  // reversed range: every value is outside it
+    EXPECT_EQ(c.SetValueInt(0), 0);
+    EXPECT_EQ(c.SetValueNorm(1.0f), 0);
+    EXPECT_EQ(c.GetValueInt(), 2147483647);
+    EXPECT_LT(c.GetValueNorm(), 0.0f);
+}
