@@ -70,7 +70,7 @@ struct XWindowPlatform {
 
     static gboolean OnDraw(GtkWidget*, cairo_t* cr, gpointer data) {
         static_cast<XWindow*>(data)->Draw(cr);
-        return TRUE;
+        return FALSE;  // later handlers (an overlay, a test probe) may draw on top
     }
 
     static void OnSizeAllocate(GtkWidget*, GdkRectangle* rc, gpointer data) {
