@@ -450,3 +450,10 @@ TEST(SndAif, ReversesItsBigEndianNumbersOnThisLittleEndianHost) {
     EXPECT_EQ(r.SampleSize(), 0x12345);
     EXPECT_EQ(r.Channel(), 3);
 }
+
+TEST(SoundFileBuilder, WritesTheRate44100AsTheTenBytesAiffUses) {
+    SoundFileBuilder b(SoundFileBuilder::Order::Big);
+    b.Ext80(44100);
+    const std::vector<uint8_t> expected = {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(b.Data(), expected);
+}
