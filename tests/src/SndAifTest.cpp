@@ -328,7 +328,7 @@ TEST(SndAif, RejectsAnEmptyFileAMissingFileAndAPathOf4000Bytes) {
     EXPECT_EQ(Open(r, "/" + std::string(3995, 'y') + ".aif"), 0);
 }
 
-// ---- damaged files: the designed quiet answers ---------------------------------------
+// ---- damaged files: the intended quiet answers ---------------------------------------
 
 TEST(SndAif, WithoutSsndAFreshReaderReadsFromTheStartOfTheFile) {
     SoundFileBuilder b = SoundFileBuilder::Form("AIFF");

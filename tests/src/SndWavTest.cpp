@@ -316,7 +316,7 @@ TEST(SndWav, RejectsAMissingFileAndAPathOf4000Bytes) {
     EXPECT_EQ(Open(r, "/" + std::string(3995, 'x') + ".wav"), 0);
 }
 
-// ---- damaged files: the designed quiet answers ---------------------------------------
+// ---- damaged files: the intended quiet answers ---------------------------------------
 
 TEST(SndWav, WithoutADataChunkTheSoundHasZeroFrames) {
     SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");
