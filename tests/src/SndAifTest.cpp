@@ -328,7 +328,7 @@ TEST(SndAif, RejectsAnEmptyFileAMissingFileAndAPathOf4000Bytes) {
     EXPECT_EQ(Open(r, "/" + std::string(3995, 'y') + ".aif"), 0);
 }
 
-// ---- damaged files: the designed quiet answers ---------------------------------------
+// ---- damaged files: the intended quiet answers ---------------------------------------
 
 TEST(SndAif, WithoutSsndAFreshReaderReadsFromTheStartOfTheFile) {
     SoundFileBuilder b = SoundFileBuilder::Form("AIFF");
@@ -449,4 +449,11 @@ TEST(SndAif, ReversesItsBigEndianNumbersOnThisLittleEndianHost) {
     EXPECT_TRUE(r.m_bSwap);
     EXPECT_EQ(r.SampleSize(), 0x12345);
     EXPECT_EQ(r.Channel(), 3);
+}
+
+TEST(SoundFileBuilder, WritesTheRate44100AsTheTenBytesAiffUses) {
+    SoundFileBuilder b(SoundFileBuilder::Order::Big);
+    b.Ext80(44100);
+    const std::vector<uint8_t> expected = {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(b.Data(), expected);
 }

@@ -316,7 +316,7 @@ TEST(SndWav, RejectsAMissingFileAndAPathOf4000Bytes) {
     EXPECT_EQ(Open(r, "/" + std::string(3995, 'x') + ".wav"), 0);
 }
 
-// ---- damaged files: the designed quiet answers ---------------------------------------
+// ---- damaged files: the intended quiet answers ---------------------------------------
 
 TEST(SndWav, WithoutADataChunkTheSoundHasZeroFrames) {
     SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");
@@ -478,4 +478,18 @@ TEST(SndWav, ReadsItsLittleEndianNumbersUnswappedOnThisLittleEndianHost) {
     ASSERT_EQ(Open(r, b.Save("order.wav")), 1);
     EXPECT_FALSE(r.m_bSwap);
     EXPECT_EQ(r.SampleRate(), 0x12345);
+}
+
+TEST(SndWav, ChunksPastTheEndTheContainerClaimsAreNotRead) {
+    SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");
+    b.WavFmt(1, 1, 44100, 16);  // "fmt ": ends at 36, where the container claims to end
+    b.BeginChunk("data").I16(1).I16(2).EndChunk();  // "data": outside the claimed size
+    std::vector<uint8_t> bytes = b.Finish().Data();
+    bytes[4] = 28;  // RIFF size: "WAVE" plus the fmt chunk only
+    bytes[5] = bytes[6] = bytes[7] = 0;
+    std::string path = TestTempPath("short-riff.wav");
+    ASSERT_TRUE(WriteFileBytes(path, bytes));
+    snd_wav r;
+    ASSERT_EQ(Open(r, path), 1);
+    EXPECT_EQ(r.SampleSize(), 0);
 }
