@@ -51,9 +51,9 @@ class TestThread : public UThread {
 // tells when a detached thread has left the object. It stays reachable, so it is
 // not reported as a leak, and every repetition of a test gets its own.
 TestThread& KeptThread() {
-    static std::vector<TestThread*> kept;
-    kept.push_back(new TestThread);
-    return *kept.back();
+    static auto* const kept = new std::vector<TestThread*>;  // never destroyed either
+    kept->push_back(new TestThread);
+    return *kept->back();
 }
 
 long long NowNs() {
