@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <atomic>
+#include <vector>
 
 #include "FourCC.h"
 #include "UThread.h"
@@ -45,6 +46,15 @@ class TestThread : public UThread {
         left.store(true);
     }
 };
+
+// A fresh object that is never destroyed, for tests that let a thread go: nothing
+// tells when a detached thread has left the object. It stays reachable, so it is
+// not reported as a leak, and every repetition of a test gets its own.
+TestThread& KeptThread() {
+    static auto* const kept = new std::vector<TestThread*>;  // never destroyed either
+    kept->push_back(new TestThread);
+    return *kept->back();
+}
 
 long long NowNs() {
     timespec t;
@@ -169,8 +179,7 @@ TEST(UThread, KillOnAnIdleObjectDoesNothing) {
 TEST(UThread, StartAfterKillStartsASecondThread) {
     // The killed thread is let go by the second Start and nothing tells when it has
     // left, so the object outlives the test (it stays reachable: not a leak).
-    static TestThread* const kept = new TestThread;
-    TestThread& t = *kept;
+    TestThread& t = KeptThread();
     ASSERT_EQ(t.Start(1, 0), 1);
     WaitUntil([&] { return t.runs.load() == 1; });
     t.Kill();
@@ -247,8 +256,7 @@ TEST(UThread, ANonZeroPriorityStartsAndEndsCleanly) {
     // With a priority a thread is also asked for under explicit scheduling first; that
     // one may or may not be made (it needs the right) and is let go at once, so the
     // object outlives the test. The default-attribute thread is always made and named.
-    static TestThread* const kept = new TestThread;
-    TestThread& t = *kept;
+    TestThread& t = KeptThread();
     EXPECT_EQ(t.Start(5, 5), 1);
     EXPECT_TRUE(t.IsRunning());
     WaitUntil([&] { return t.runs.load() >= 1; });
