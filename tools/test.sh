@@ -13,8 +13,14 @@ export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}
 export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/tests/lsan.supp}
-labels=()
-[ "$mode" = thread ] && labels=(-L tsan)
 echo "== $mode tests ($dir) =="
-# System tests start their own private sound server and X server (tests/scripts).
-bash tests/scripts/with-test-env.sh ctest --test-dir "$dir" --output-on-failure -j 2 "${labels[@]}"
+# Every run gets its own private sound server and X server (tests/scripts).
+# Unit and GUI suites run two at a time; the system tests, which play in real time
+# through the sound server, run alone afterwards so no build or test starves them.
+run() { bash tests/scripts/with-test-env.sh ctest --test-dir "$dir" --output-on-failure "$@"; }
+if [ "$mode" = thread ]; then
+    run -j 2 -L tsan
+else
+    run -j 2 -LE system
+    run -j 1 -L system
+fi
