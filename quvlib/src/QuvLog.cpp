@@ -47,12 +47,12 @@ void WriteAsFormat(FILE* f, const char* text) {
             ++s;
             continue;
         }
-        char spec[16];
+        char fmt[16];
         size_t k = 0;
-        spec[k++] = '%';
+        fmt[k++] = '%';
         bool seen[128] = {};
         while (*s && strchr("-+ #0", *s)) {
-            if (!seen[static_cast<unsigned char>(*s)]) spec[k++] = *s;
+            if (!seen[static_cast<unsigned char>(*s)]) fmt[k++] = *s;
             seen[static_cast<unsigned char>(*s)] = true;
             ++s;
         }
@@ -66,31 +66,31 @@ void WriteAsFormat(FILE* f, const char* text) {
         }
         while (*s && strchr("hlLqjzt", *s)) ++s;
         const char conv = *s;
-        spec[k++] = '*';
+        fmt[k++] = '*';
         if (hasPrecision) {
-            spec[k++] = '.';
-            spec[k++] = '*';
+            fmt[k++] = '.';
+            fmt[k++] = '*';
         }
         switch (conv) {
             case 'd':
             case 'i':
-                spec[k++] = 'd';
-                spec[k] = 0;
+                fmt[k++] = 'd';
+                fmt[k] = 0;
                 if (hasPrecision)
-                    fprintf(f, spec, width, precision, 0);
+                    fprintf(f, fmt, width, precision, 0);
                 else
-                    fprintf(f, spec, width, 0);
+                    fprintf(f, fmt, width, 0);
                 break;
             case 'u':
             case 'o':
             case 'x':
             case 'X':
-                spec[k++] = conv;
-                spec[k] = 0;
+                fmt[k++] = conv;
+                fmt[k] = 0;
                 if (hasPrecision)
-                    fprintf(f, spec, width, precision, 0u);
+                    fprintf(f, fmt, width, precision, 0u);
                 else
-                    fprintf(f, spec, width, 0u);
+                    fprintf(f, fmt, width, 0u);
                 break;
             case 'e':
             case 'E':
@@ -100,12 +100,12 @@ void WriteAsFormat(FILE* f, const char* text) {
             case 'G':
             case 'a':
             case 'A':
-                spec[k++] = conv;
-                spec[k] = 0;
+                fmt[k++] = conv;
+                fmt[k] = 0;
                 if (hasPrecision)
-                    fprintf(f, spec, width, precision, 0.0);
+                    fprintf(f, fmt, width, precision, 0.0);
                 else
-                    fprintf(f, spec, width, 0.0);
+                    fprintf(f, fmt, width, 0.0);
                 break;
             case 'c':
             case 's':
@@ -194,7 +194,7 @@ void QuvLog::LogIndent(int n) {
 
 void QuvLog::LogPrint(const char* format, ...) {
     FILE* f = m_hLog.load(std::memory_order_acquire);
-    if (!f) return;
+    if (!f || !format) return;
     static const char kSpaces[] = "            ";  // 12
     int indent = m_indent < 0 ? 0 : m_indent;
     if (indent > 12) indent = 12;

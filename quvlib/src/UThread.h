@@ -35,8 +35,9 @@ class UThread {
     void Join();
     /// Whether a thread is running. Any thread.
     bool IsRunning() const;
-    /// Marks the object as not running without stopping the thread (the design
-    /// addresses its signal to the handle it has just cleared). Owner's thread.
+    /// Marks the object as not running without stopping the thread: the handle is
+    /// cleared before the signal would be sent, so no thread is signalled, and the
+    /// thread runs on. Owner's thread.
     void Kill();
     /// Sleeps the calling thread until `ms` milliseconds after now (an absolute
     /// CLOCK_MONOTONIC deadline). Any thread.

@@ -19,9 +19,10 @@ void WaitUntil(F done) {
 // A worker whose body the test drives through atomics.
 class TestThread : public UThread {
   public:
-    std::atomic<int> starts{0};        // OnThreadStart calls
-    std::atomic<int> runs{0};          // OnRun entries
-    std::atomic<bool> release{false};  // lets OnRun return
+    std::atomic<int> starts{0};            // OnThreadStart calls
+    std::atomic<int> runs{0};              // OnRun entries
+    std::atomic<bool> release{false};      // lets OnRun return
+    std::atomic<bool> releaseRun[4] = {};  // lets only the n-th run's OnRun return
     std::atomic<bool> afterCheckPoint{false};
     std::atomic<bool> useCheckPoint{false};
     std::atomic<bool> sawStop{false};  // OnRun saw the object's IsRunning false
@@ -30,8 +31,8 @@ class TestThread : public UThread {
   protected:
     void OnThreadStart() override { starts.fetch_add(1); }
     void OnRun() override {
-        runs.fetch_add(1);
-        while (!release.load()) {
+        const int me = runs.fetch_add(1);
+        while (!release.load() && !(me < 4 && releaseRun[me].load())) {
             if (useCheckPoint.load()) {
                 CheckPoint();
             }
@@ -167,7 +168,7 @@ TEST(UThread, KillOnAnIdleObjectDoesNothing) {
 
 TEST(UThread, StartAfterKillStartsASecondThread) {
     // The killed thread is let go by the second Start and nothing tells when it has
-    // left, so the object outlives the test (reachable, so no leak is reported).
+    // left, so the object outlives the test (it stays reachable: not a leak).
     static TestThread* const kept = new TestThread;
     TestThread& t = *kept;
     ASSERT_EQ(t.Start(1, 0), 1);
@@ -175,8 +176,12 @@ TEST(UThread, StartAfterKillStartsASecondThread) {
     t.Kill();
     EXPECT_EQ(t.Start(2, 0), 1);
     WaitUntil([&] { return t.runs.load() == 2; });
-    t.release = true;
-    WaitUntil([&] { return !t.IsRunning(); });
+    EXPECT_TRUE(t.IsRunning());
+    EXPECT_EQ(t.GetThreadId(), 2);
+    // The second thread is the one the object names: Join waits for it.
+    t.releaseRun[1] = true;
+    t.Join();
+    t.releaseRun[0] = true;  // the first one, detached, ends on its own
 }
 
 TEST(UThread, GetThreadIdReturnsTheIdentifierGivenToStart) {
@@ -239,18 +244,19 @@ TEST(UThread, DestroyingAnObjectWhoseThreadEndedWithoutJoinIsClean) {
 }
 
 TEST(UThread, ANonZeroPriorityStartsAndEndsCleanly) {
-    // With a priority the thread is also asked for under explicit scheduling first; that
-    // one may or may not be created (it needs the right), and the default one always is.
-    // A first thread, if made, is let go at once; the object outlives it.
+    // With a priority a thread is also asked for under explicit scheduling first; that
+    // one may or may not be made (it needs the right) and is let go at once, so the
+    // object outlives the test. The default-attribute thread is always made and named.
     static TestThread* const kept = new TestThread;
     TestThread& t = *kept;
-    t.release = true;
     EXPECT_EQ(t.Start(5, 5), 1);
-    WaitUntil([&] { return !t.IsRunning(); });
+    EXPECT_TRUE(t.IsRunning());
     WaitUntil([&] { return t.runs.load() >= 1; });
+    t.release = true;
+    t.Join();
+    EXPECT_FALSE(t.IsRunning());
     EXPECT_GE(t.runs.load(), 1);
     EXPECT_LE(t.runs.load(), 2);
-    t.Join();
 }
 
 TEST(UThread, SuspendAndResumeDoNothing) {
