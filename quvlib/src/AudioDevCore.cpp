@@ -32,6 +32,7 @@ struct AudioDevCore::Side {
     t_ioBufferList list{};
     pollfd fds[17];
     int nfds = 0;                   // PCM descriptors, then the eventfd
+    int pollMs = -1;                // longest wait for the PCM: half a period
     std::atomic<unsigned> cmd{0};   // written by the owner, read by the thread
     std::atomic<unsigned> ack{0};   // written by the thread, read by the owner
     std::atomic<bool> quit{false};  // written by the owner, read by the thread
@@ -513,7 +514,10 @@ void AudioDevCore::IoLoop(int io) {
         }
         if (r == -EAGAIN || r == 0) {
             for (int i = 0; i < s.nfds; ++i) s.fds[i].revents = 0;
-            int ready = poll(s.fds, static_cast<nfds_t>(s.nfds), -1);
+            // The timeout keeps the thread going when whatever signals the
+            // PCM's descriptors (a sound-server plugin's own thread, which is
+            // not real-time) is held up on a busy machine.
+            int ready = poll(s.fds, static_cast<nfds_t>(s.nfds), s.pollMs);
             if (ready > 0 && (s.fds[s.nfds - 1].revents & POLLIN)) {
                 uint64_t v;
                 ssize_t rr = read(s.wakeFd, &v, sizeof(v));
@@ -521,7 +525,7 @@ void AudioDevCore::IoLoop(int io) {
             }
             // A device that wakes the poll without room to write would spin a
             // real-time thread; after many empty turns it yields a millisecond.
-            if (++idleSpins > 1000) {
+            if (ready != 0 && ++idleSpins > 1000) {
                 timespec ts{0, 1000000};
                 clock_nanosleep(CLOCK_MONOTONIC, 0, &ts, nullptr);
                 idleSpins = 0;
@@ -657,7 +661,9 @@ int AudioDevCore::_openSide(int io, int devId, long rate, int channels, int* fra
     snd_pcm_hw_params_t* hw;
     snd_pcm_hw_params_alloca(&hw);
     snd_pcm_uframes_t period = static_cast<snd_pcm_uframes_t>(*frames);
-    snd_pcm_uframes_t buffer = period * 4;
+    // Eight periods (about 190 ms at 1024 frames) ride out a busy machine: the
+    // sound server and its client thread are not real-time even when we are.
+    snd_pcm_uframes_t buffer = period * 8;
     int dir = 0;
     if ((err = snd_pcm_hw_params_any(s.pcm, hw)) < 0 ||
         (err = snd_pcm_hw_params_set_access(s.pcm, hw, SND_PCM_ACCESS_RW_INTERLEAVED)) < 0 ||
@@ -684,6 +690,8 @@ int AudioDevCore::_openSide(int io, int devId, long rate, int channels, int* fra
     }
     s.frames = static_cast<int>(period);
     s.channels = channels;
+    s.pollMs = static_cast<int>(period * 500 / static_cast<snd_pcm_uframes_t>(rate));
+    if (s.pollMs < 1) s.pollMs = 1;
     s.period = new (std::nothrow) float[static_cast<size_t>(period) * channels]();
     s.wakeFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     int n = snd_pcm_poll_descriptors_count(s.pcm);
