@@ -46,12 +46,14 @@
 namespace {
 thread_local bool t_playIo = false;  // set on the IO thread by ProbedPlayer
 std::atomic<long> g_playIoNews{0};
+#if PLAYBACK_ALLOC_HOOK
 void* CountedNew(std::size_t n) {
     if (t_playIo) g_playIoNews.fetch_add(1, std::memory_order_relaxed);
     void* p = std::malloc(n ? n : 1);
     if (!p) throw std::bad_alloc();
     return p;
 }
+#endif
 }  // namespace
 
 #if PLAYBACK_ALLOC_HOOK
