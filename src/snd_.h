@@ -6,11 +6,13 @@
 /// Abstract sound file reader: a frame count, a rate, a bit depth, a channel count
 /// and GetAudio, which delivers the next run of frames as interleaved 32-bit floats.
 /// It also carries the chunk machinery of the hand-written RIFF/IFF parsers.
-/// A reader is used by one thread at a time (the main window's worker, then the
-/// player's fill worker); it must outlive the player's use of it.
+/// Threads: a reader is used by one thread at a time (the main window's worker, then
+/// the player's fill worker); it must outlive the player's use of it. No member may
+/// be called on the audio IO thread (they read files).
 class snd_ {
-public:
+  public:
     snd_();
+    /// Closes the file if one is still open. Any thread that owns the reader.
     virtual ~snd_();
 
     /// Closes any open file, rewinds the counters and opens `path` through the
@@ -19,7 +21,8 @@ public:
     /// Closes m_hFile if open (does not call OnCloseFile).
     void CloseFile();
     /// Delivers up to `frames` frames into `buffer` (frames x Channel() floats).
-    /// Returns the frames delivered; 0 when not open or exhausted.
+    /// Returns the frames delivered; 0 when not open, exhausted or `frames` < 1.
+    /// A short read of a damaged file still counts the frames asked for.
     int GetAudio(float* buffer, int frames);
     /// Length in frames.
     int SampleSize() { return m_size; }
@@ -37,19 +40,45 @@ public:
     /// Reader hook: writes `frames` frames into `buffer`.
     virtual int OnGetAudio(float* buffer, int frames) = 0;
 
-protected:
+    /// Number of chunk nesting levels the walker records (entries of m_NextChunk).
+    static constexpr int kMaxLevel = 40;
+
+  protected:
+    /// Opens `path` ("rb"), sets m_bSwap, m_currentLevel = -1 and clears
+    /// m_NextChunk. Does not reset m_file_pos. Returns whether the file opened.
     bool OpenRiff(char* path, bool swap);
+    /// Closes m_hFile if open.
     void CloseRiff();
+    /// Reads the header of the next chunk at nesting `level` (0 <= level < 40);
+    /// false at the end of the enclosing chunk, at end of file or for a level
+    /// outside the recorded range.
     bool OpenChunk(int level);
+    /// True when the last chunk's id is `id` and (when `type` is given) its form
+    /// type is `type`.
     bool ChunkCmp(const char* id, const char* type);
+    /// Size field of the last chunk opened.
     int ChunkSize() { return m_ckSize; }
+    /// Reads size x count bytes into `dest`, reversing the first `size` bytes when
+    /// m_bSwap is set and size > 1; advances m_file_pos by size x count whatever was
+    /// read. Returns the bytes actually read.
     int GetNumber(void* dest, int size, int count);
+    /// Seeks to absolute position `pos`.
     void SetPos(int pos);
+    /// Seeks `delta` bytes on from m_file_pos.
     void MovePos(int delta);
+    /// The tracked absolute position.
     int GetPos() { return static_cast<int>(m_file_pos); }
+    /// Reverses `n` bytes in place.
     static void _byteswap(void* p, int n);
+    /// Reads `frames` frames of big-endian integer samples and converts them in
+    /// place to floats (4-byte samples stay raw). Returns the bytes read.
     int ReadSamp32(float* buffer, long frames);
+    /// The same for little-endian samples.
     int ReadSamp23(float* buffer, long frames);
+
+    /// True when the host stores numbers most significant byte first. A reader
+    /// passes "file byte order differs from the host's" to OpenRiff as `swap`.
+    static constexpr bool kHostBigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
 
     bool m_open;
     int m_size;
@@ -63,6 +92,11 @@ protected:
     char m_ckId[6];
     char m_ckType[6];
     int m_ckSize;
-    int m_NextChunk[40];
+    int m_NextChunk[kMaxLevel];
     int m_currentLevel;
+
+  private:
+    long ReadRaw(float* buffer, long frames, int* bytesPerSample);
+
+    int m_ckStart[kMaxLevel];  // header position of the chunk last opened per level
 };
