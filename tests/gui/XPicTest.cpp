@@ -65,7 +65,7 @@ bool RegisterTestResource() {
 
 }  // namespace
 
-TEST(XPic, Color32ClampsAndPacksAlphaInTheTopByte) {
+TEST(XPic, Color32Of300Minus5128And255PacksRed255Green0Blue128Alpha255) {
     unsigned int v = XPic::Color32(300, -5, 128, 255);
     EXPECT_EQ(v >> 24, 255u);          // alpha
     EXPECT_EQ((v >> 16) & 255, 255u);  // red

@@ -695,3 +695,45 @@ TEST(XControl, ExtremeRangesAndValuesStayDefined) {
     EXPECT_EQ(c.GetValueInt(), 2147483647);
     EXPECT_LT(c.GetValueNorm(), 0.0f);
 }
+
+TEST(XControl, MoveAndUpReachTheHooksAndUpEndsThePress) {
+    FakeWindow w;
+    Probe* c = TopLevel(w, XRect(0, 0, 10, 10));
+    XMouseEvent e;
+    e.SetClick(2, 2, 1);
+    c->MouseDown(&e);
+    e.SetMouse(4, 4);
+    c->MouseMove(&e);
+    c->MouseUp(&e);
+    EXPECT_EQ(c->calls, (std::vector<std::string>{"down", "move", "up"}));
+    EXPECT_FALSE(c->m_bMouseDown);
+    delete c;
+}
+
+TEST(XControl, WithoutAWindowRedrawCountsAsDrawn) {
+    Probe c;
+    c.SetDirty();
+    c.Redraw();
+    EXPECT_FALSE(c.IsDirty());
+    c.SetDirty();
+    c.Hide();
+    c.Redraw();  // hidden: nothing happens
+    EXPECT_TRUE(c.IsDirty());
+}
+
+TEST(XControl, CommandCarriesItsParametersToTheWindow) {
+    struct ParamWindow : FakeWindow {
+        long w = 0, l = 0;
+        void ControlCommand(unsigned long id, long wParam, long lParam) override {
+            FakeWindow::ControlCommand(id, wParam, lParam);
+            w = wParam, l = lParam;
+        }
+    } win;
+    Probe* c = TopLevel(win, XRect(0, 0, 10, 10));
+    c->SetCommand(14);
+    c->Command(3, 4);
+    EXPECT_EQ(win.commands, std::vector<unsigned long>{14});
+    EXPECT_EQ(win.w, 3);
+    EXPECT_EQ(win.l, 4);
+    delete c;
+}
