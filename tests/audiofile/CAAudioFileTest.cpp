@@ -16,6 +16,7 @@
 #include "DecoderErrorText.h"
 #include "SoundFileBuilder.h"
 #include "SoundFileWriter.h"
+#include "SparseSoundFile.h"
 
 using testfiles::ErrorText;
 using testfiles::TempPath;
@@ -42,14 +43,6 @@ std::vector<float> ReadAll(CAAudioFile& file, uint32_t channels, uint32_t block 
         out.insert(out.end(), buf.begin(), buf.begin() + static_cast<long>(frames) * channels);
         if (frames == 0) return out;
     }
-}
-
-// Writes `header` and extends the file with a hole to `totalSize` bytes: the data
-// reads as zeros and takes no disk space.
-bool WriteSparse(const std::string& path, const std::vector<unsigned char>& header,
-                 uint64_t totalSize) {
-    if (!testfiles::WriteBytes(path, header)) return false;
-    return truncate(path.c_str(), static_cast<off_t>(totalSize)) == 0;
 }
 
 // The descriptor this process holds open on `path`, or -1.
@@ -474,20 +467,8 @@ TEST(CAAudioFile, CloseThatTheSystemRefusesThrowsExtAudioFileCloseFailedOnce) {
 // takes no disk space and the full 64-bit length comes through.
 TEST(CAAudioFile, ASparseRf64OfMoreThan2To32FramesReportsThe64BitLength) {
     const uint64_t frames = (1ull << 32) + 100;
-    SoundFileBuilder rf64(SoundFileBuilder::Order::Little);
-    rf64.Id("RF64").U32(0xFFFFFFFF).Id("WAVE");  // container: the real size is in ds64
-    const uint64_t headerSize = 12 + 36 + 24 + 8;
-    rf64.BeginChunk("ds64");
-    rf64.Int(headerSize - 8 + frames, 8);  // RIFF size
-    rf64.Int(frames, 8);                   // data size
-    rf64.Int(frames, 8);                   // sample count
-    rf64.U32(0);                           // no table
-    rf64.EndChunk();
-    rf64.WavFmt(1, 1, 44100, 8);      // "fmt ": PCM, mono, 8 bits
-    rf64.Id("data").U32(0xFFFFFFFF);  // "data": the real size is in ds64
-    const std::vector<unsigned char>& b = rf64.Data();
     const std::string path = TempPath("huge.rf64");
-    ASSERT_TRUE(WriteSparse(path, b, headerSize + frames));
+    ASSERT_TRUE(testfiles::WriteSparseRf64(path, frames));
     CAAudioFile file;
     OpenCanonical(file, path);
     EXPECT_EQ(file.GetNumberFrames(), static_cast<int64_t>(frames));

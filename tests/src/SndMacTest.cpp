@@ -13,6 +13,7 @@
 #include "DecoderErrorText.h"
 #include "SoundFileBuilder.h"
 #include "SoundFileWriter.h"
+#include "SparseSoundFile.h"
 #include "snd_mac.h"
 
 using testfiles::ErrorText;
@@ -124,6 +125,25 @@ TEST(SndMac, AFileOfMoreThan2To31FramesKeepsOnlyTheLow32BitsOfItsLength) {
     EXPECT_EQ(r.SampleRate(), 8000);
     EXPECT_EQ(r.BitDepth(), 8);
     r.OnCloseFile();
+    unlink(path.c_str());
+}
+
+// Beyond 32 bits: a sparse RF64 claiming 2^32 + 100 frames gives 100, and one of
+// exactly 2^32 frames gives 0 and is refused like an empty file.
+TEST(SndMac, AFileOfMoreThan2To32FramesKeepsOnlyTheLow32BitsOfItsLength) {
+    const std::string path = TempPath("sndmac-huge.rf64");
+    ASSERT_TRUE(testfiles::WriteSparseRf64(path, (1ull << 32) + 100));
+    OpenSndMac r;
+    std::vector<char> p = PathBuffer(path);
+    ASSERT_EQ(r.OpenFile(p.data()), 1);
+    EXPECT_EQ(r.SampleSize(), 100);
+    float buf[100];
+    EXPECT_EQ(r.GetAudio(buf, 100), 100);
+    EXPECT_EQ(buf[99], -1.0f);  // the hole's zero bytes are unsigned 8-bit minimum
+    r.OnCloseFile();
+    ASSERT_TRUE(testfiles::WriteSparseRf64(path, 1ull << 32));
+    EXPECT_EQ(r.OpenFile(p.data()), 0);
+    EXPECT_FALSE(r.DecoderOpen());
     unlink(path.c_str());
 }
 
