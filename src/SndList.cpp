@@ -15,7 +15,9 @@ struct SndList::Node {
 SndList::SndList()
     : m_pFirst(nullptr), m_pLast(nullptr), m_pCurrent(nullptr), m_iCurrent(-1), m_count(0) {}
 
-SndList::~SndList() { Clear(); }
+SndList::~SndList() {
+    Clear();
+}
 
 int SndList::AddString(char* text) {
     // The length narrowed to a signed 16-bit value is deliberate: longer texts are
@@ -48,19 +50,27 @@ char* SndList::GetString(int index) {
 
 void SndList::SelectItem(int index) {
     if (m_iCurrent == index && m_pCurrent) return;
-    if (m_iCurrent > index) m_iCurrent = -1;
+    // A cursor past `index`, or one left without a node, starts again at the head.
+    if (m_iCurrent > index || !m_pCurrent) m_iCurrent = -1;
     if (m_iCurrent < 0) {
-        m_pCurrent = m_count.load(std::memory_order_acquire) > 0 ? m_pFirst : nullptr;
+        m_pCurrent = Size() > 0 ? m_pFirst : nullptr;
         m_iCurrent = 0;
     }
     for (int steps = index - m_iCurrent; steps > 0 && m_pCurrent; --steps) {
         m_pCurrent = m_pCurrent->next.load(std::memory_order_acquire);
         ++m_iCurrent;
     }
-    if (!m_pCurrent) m_pCurrent = m_pFirst;
+    // Stepped off the end: the cursor goes back to the first node, and its index
+    // with it, so that a later call never takes the first node for another item.
+    if (!m_pCurrent) {
+        m_pCurrent = Size() > 0 ? m_pFirst : nullptr;
+        m_iCurrent = 0;
+    }
 }
 
-int SndList::Size() { return m_count.load(std::memory_order_acquire); }
+int SndList::Size() {
+    return m_count.load(std::memory_order_acquire);
+}
 
 void SndList::Clear() {
     Node* node = m_pFirst;

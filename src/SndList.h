@@ -11,7 +11,7 @@
 /// is linked and its text copied, so a reader bounded by Size() never sees a
 /// half-made item. Clear must not run concurrently with either.
 class SndList {
-public:
+  public:
     SndList();
     virtual ~SndList();
 
@@ -29,7 +29,9 @@ public:
     /// Frees every item and resets the list.
     void Clear();
 
-private:
+  private:
+    friend class SndListProbe;  // the unit tests read the cursor
+
     struct Node;
 
     Node* m_pFirst;

@@ -18,8 +18,37 @@ int WrapToInt(long long value) {
     return static_cast<int32_t>(static_cast<uint32_t>(static_cast<unsigned long long>(value)));
 }
 
-void PutFloat(float* buffer, long index, float value) {
-    memcpy(reinterpret_cast<unsigned char*>(buffer) + index * 4, &value, 4);
+// Turns the whole samples among `bytes` raw bytes at the start of `buffer` (b
+// bytes each, most significant first when `bigEndian`) into floats in place. From
+// the last sample back, so that no float overwrites bytes not yet converted.
+// Samples of other sizes than 1, 2 or 3 bytes stay as read.
+void ConvertInPlace(float* buffer, long bytes, int b, bool bigEndian) {
+    if (b < 1 || b > 3) return;
+    unsigned char* raw = reinterpret_cast<unsigned char*>(buffer);
+    for (long i = bytes / b - 1; i >= 0; --i) {
+        const unsigned char* p = raw + i * b;
+        // hi, mid, lo: the sample's bytes from the most significant on.
+        unsigned char hi = bigEndian ? p[0] : p[b - 1];
+        unsigned char mid = b == 3 ? p[1] : (bigEndian ? p[b - 1] : p[0]);
+        unsigned char lo = bigEndian ? p[b - 1] : p[0];
+        float value;
+        if (b == 1) {
+            // Deliberately asymmetric: big-endian 8-bit data is unsigned with an
+            // offset of 127 (byte 0 gives -1.0), little-endian 8-bit data is signed.
+            int v = bigEndian ? static_cast<int>(hi) - 127 : static_cast<signed char>(hi);
+            value = static_cast<float>(v) * kScale8;
+        } else if (b == 2) {
+            int16_t v = static_cast<int16_t>(static_cast<uint16_t>((hi << 8) | mid));
+            value = static_cast<float>(v) * kScale16;
+        } else {
+            // Deliberate: the 24-bit value in the top three bytes (about 256 times
+            // the sample), the low byte copying the top bit of the last sample byte.
+            uint32_t u = (static_cast<uint32_t>(hi) << 24) | (static_cast<uint32_t>(mid) << 16) |
+                         (static_cast<uint32_t>(lo) << 8) | ((lo & 0x80) ? 0xFFu : 0u);
+            value = static_cast<float>(static_cast<int32_t>(u)) * kScale24;
+        }
+        memcpy(raw + i * 4, &value, 4);
+    }
 }
 
 }  // namespace
@@ -170,54 +199,13 @@ long snd_::ReadRaw(float* buffer, long frames, int* bytesPerSample) {
 int snd_::ReadSamp32(float* buffer, long frames) {
     int b = 0;
     long got = ReadRaw(buffer, frames, &b);
-    const unsigned char* raw = reinterpret_cast<const unsigned char*>(buffer);
-    if (b >= 1 && b <= 3) {
-        // From the last sample back, so that no float overwrites unconverted bytes.
-        for (long i = got / b - 1; i >= 0; --i) {
-            const unsigned char* p = raw + i * b;
-            float value;
-            if (b == 1) {
-                // Deliberate: unsigned with an offset of 127, so 0 gives -1.0.
-                value = static_cast<float>(static_cast<int>(p[0]) - 127) * kScale8;
-            } else if (b == 2) {
-                int16_t v = static_cast<int16_t>(static_cast<uint16_t>((p[0] << 8) | p[1]));
-                value = static_cast<float>(v) * kScale16;
-            } else {
-                // Deliberate: the 24-bit value in the top three bytes (about 256 times
-                // the sample), the low byte copying the top bit of the last byte.
-                uint32_t u = (static_cast<uint32_t>(p[0]) << 24) |
-                             (static_cast<uint32_t>(p[1]) << 16) |
-                             (static_cast<uint32_t>(p[2]) << 8) | ((p[2] & 0x80) ? 0xFFu : 0u);
-                value = static_cast<float>(static_cast<int32_t>(u)) * kScale24;
-            }
-            PutFloat(buffer, i, value);
-        }
-    }
+    ConvertInPlace(buffer, got, b, true);
     return static_cast<int>(got);
 }
 
 int snd_::ReadSamp23(float* buffer, long frames) {
     int b = 0;
     long got = ReadRaw(buffer, frames, &b);
-    const unsigned char* raw = reinterpret_cast<const unsigned char*>(buffer);
-    if (b >= 1 && b <= 3) {
-        for (long i = got / b - 1; i >= 0; --i) {
-            const unsigned char* p = raw + i * b;
-            float value;
-            if (b == 1) {
-                // Deliberate: signed, no offset (unlike the big-endian converter).
-                value = static_cast<float>(static_cast<signed char>(p[0])) * kScale8;
-            } else if (b == 2) {
-                int16_t v = static_cast<int16_t>(static_cast<uint16_t>((p[1] << 8) | p[0]));
-                value = static_cast<float>(v) * kScale16;
-            } else {
-                uint32_t u = (static_cast<uint32_t>(p[2]) << 24) |
-                             (static_cast<uint32_t>(p[1]) << 16) |
-                             (static_cast<uint32_t>(p[0]) << 8) | ((p[0] & 0x80) ? 0xFFu : 0u);
-                value = static_cast<float>(static_cast<int32_t>(u)) * kScale24;
-            }
-            PutFloat(buffer, i, value);
-        }
-    }
+    ConvertInPlace(buffer, got, b, false);
     return static_cast<int>(got);
 }

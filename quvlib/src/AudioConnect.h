@@ -9,7 +9,7 @@
 /// Anything that produces sample blocks on demand (the player, and the bus,
 /// which is the source a device driver pulls from).
 class AudioSource {
-public:
+  public:
     virtual ~AudioSource() = default;
 
     /// Request to reposition the source; the engine itself never calls it.
@@ -27,7 +27,7 @@ public:
 /// Anything that consumes recorded sample blocks (the bus, and the targets
 /// that hang on it).
 class AudioTarget {
-public:
+  public:
     virtual ~AudioTarget() = default;
 
     /// One recorded block, valid only for the duration of the call. Called on the

@@ -52,8 +52,12 @@ bool XMsgQueue::Pop(XWindowMsg* out) {
 }
 
 int XMsgQueue::Drain() {
-    // Clear the flag first: a post that lands after this point signals again.
-    m_wakePending.store(false, std::memory_order_release);
+    // Clear the flag first: a post that lands after this point signals again. It is
+    // cleared with an exchange, not a store: reading the flag synchronises with the
+    // last post that found it set, so the pops below see that post's message. A plain
+    // store could let the pops run ahead of it (store-load reordering), and a message
+    // posted just then would wait in the queue with no wake-up to come.
+    m_wakePending.exchange(false, std::memory_order_acq_rel);
     int n = 0;
     XWindowMsg m;
     while (Pop(&m)) {

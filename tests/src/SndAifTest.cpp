@@ -19,6 +19,7 @@ namespace {
 // Gives the tests a look at the fields the reader keeps to itself.
 class AifProbe : public snd_aif {
   public:
+    using snd_::m_bSwap;
     using snd_::m_hFile;
     using snd_aif::m_offset;
 };
@@ -327,7 +328,7 @@ TEST(SndAif, RejectsAnEmptyFileAMissingFileAndAPathOf4000Bytes) {
     EXPECT_EQ(Open(r, "/" + std::string(3995, 'y') + ".aif"), 0);
 }
 
-// ---- damaged files: the designed quiet answers ---------------------------------------
+// ---- damaged files: the intended quiet answers ---------------------------------------
 
 TEST(SndAif, WithoutSsndAFreshReaderReadsFromTheStartOfTheFile) {
     SoundFileBuilder b = SoundFileBuilder::Form("AIFF");
@@ -438,4 +439,21 @@ TEST(SndAif, OnCloseFileClosesTheFile) {
     ASSERT_NE(r.m_hFile, nullptr);
     r.OnCloseFile();
     EXPECT_EQ(r.m_hFile, nullptr);
+}
+
+TEST(SndAif, ReversesItsBigEndianNumbersOnThisLittleEndianHost) {
+    SoundFileBuilder b = SoundFileBuilder::Form("AIFF");
+    b.AiffComm(3, 0x00012345, 16, 44100);  // "COMM": a frame count whose bytes all differ
+    AifProbe r;
+    ASSERT_EQ(Open(r, b.Save("order.aif")), 1);
+    EXPECT_TRUE(r.m_bSwap);
+    EXPECT_EQ(r.SampleSize(), 0x12345);
+    EXPECT_EQ(r.Channel(), 3);
+}
+
+TEST(SoundFileBuilder, WritesTheRate44100AsTheTenBytesAiffUses) {
+    SoundFileBuilder b(SoundFileBuilder::Order::Big);
+    b.Ext80(44100);
+    const std::vector<uint8_t> expected = {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(b.Data(), expected);
 }

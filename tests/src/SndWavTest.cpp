@@ -18,6 +18,7 @@ namespace {
 // Gives the tests a look at the fields the reader keeps to itself.
 class WavProbe : public snd_wav {
   public:
+    using snd_::m_bSwap;
     using snd_::m_file_pos;
     using snd_::m_hFile;
     using snd_wav::m_bFloat;
@@ -315,7 +316,7 @@ TEST(SndWav, RejectsAMissingFileAndAPathOf4000Bytes) {
     EXPECT_EQ(Open(r, "/" + std::string(3995, 'x') + ".wav"), 0);
 }
 
-// ---- damaged files: the designed quiet answers ---------------------------------------
+// ---- damaged files: the intended quiet answers ---------------------------------------
 
 TEST(SndWav, WithoutADataChunkTheSoundHasZeroFrames) {
     SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");
@@ -468,4 +469,27 @@ TEST(SndWav, OnCloseFileClosesTheFile) {
     ASSERT_NE(r.m_hFile, nullptr);
     r.OnCloseFile();
     EXPECT_EQ(r.m_hFile, nullptr);
+}
+
+TEST(SndWav, ReadsItsLittleEndianNumbersUnswappedOnThisLittleEndianHost) {
+    SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");
+    b.WavFmt(1, 1, 0x00012345, 16);  // "fmt ": a rate whose bytes all differ
+    WavProbe r;
+    ASSERT_EQ(Open(r, b.Save("order.wav")), 1);
+    EXPECT_FALSE(r.m_bSwap);
+    EXPECT_EQ(r.SampleRate(), 0x12345);
+}
+
+TEST(SndWav, ChunksPastTheEndTheContainerClaimsAreNotRead) {
+    SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");
+    b.WavFmt(1, 1, 44100, 16);  // "fmt ": ends at 36, where the container claims to end
+    b.BeginChunk("data").I16(1).I16(2).EndChunk();  // "data": outside the claimed size
+    std::vector<uint8_t> bytes = b.Finish().Data();
+    bytes[4] = 28;  // RIFF size: "WAVE" plus the fmt chunk only
+    bytes[5] = bytes[6] = bytes[7] = 0;
+    std::string path = TestTempPath("short-riff.wav");
+    ASSERT_TRUE(WriteFileBytes(path, bytes));
+    snd_wav r;
+    ASSERT_EQ(Open(r, path), 1);
+    EXPECT_EQ(r.SampleSize(), 0);
 }

@@ -1,0 +1,3 @@
+#include "XGui.h"
+
+std::atomic<int> XGui::m_useCount{0};

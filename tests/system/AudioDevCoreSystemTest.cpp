@@ -1,0 +1,395 @@
+// The audio engine through the real sound service: the bus and the ALSA driver
+// play into the private sound server's sink "out", whose monitor is recorded
+// with parec and compared with what the test source produced.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AudioBus.h"
+#include "AudioDevCore.h"
+#include "UThread.h"
+
+// ---- allocation counting on the IO thread ----------------------------------
+//
+// Every allocation of the process goes through these; those made while the
+// calling thread is marked as the IO thread are counted. The sanitizers own
+// the allocator, so the hook is left out of their builds.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VELOTUNE_ALLOC_HOOK 0
+#else
+#define VELOTUNE_ALLOC_HOOK 1
+#endif
+
+namespace {
+thread_local bool t_ioThread = false;  // set by the test source on its first call
+std::atomic<long> g_ioAllocs{0};
+inline void CountAlloc() {
+    if (t_ioThread) g_ioAllocs.fetch_add(1, std::memory_order_relaxed);
+}
+}  // namespace
+
+#if VELOTUNE_ALLOC_HOOK
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void* __libc_memalign(size_t, size_t);
+void* malloc(size_t n) {
+    CountAlloc();
+    return __libc_malloc(n);
+}
+void* calloc(size_t n, size_t s) {
+    CountAlloc();
+    return __libc_calloc(n, s);
+}
+void* realloc(void* p, size_t n) {
+    CountAlloc();
+    return __libc_realloc(p, n);
+}
+void* memalign(size_t a, size_t n) {
+    CountAlloc();
+    return __libc_memalign(a, n);
+}
+void* aligned_alloc(size_t a, size_t n) {
+    CountAlloc();
+    return __libc_memalign(a, n);
+}
+int posix_memalign(void** out, size_t a, size_t n) {
+    CountAlloc();
+    void* p = __libc_memalign(a, n);
+    if (!p) return ENOMEM;
+    *out = p;
+    return 0;
+}
+}
+#endif
+
+namespace {
+
+constexpr int kRate = 44100;
+constexpr double kFreq = 441.0;  // 100 samples per period
+
+// A phase-continuous sine: left at `amp`, right at half of it. With a limit, it
+// produces that many frames in all and then runs dry (short counts, then 0).
+class SineSource : public AudioSource {
+  public:
+    SineSource(float amp, long limit = -1) : m_amp(amp), m_limit(limit) {}
+    int OnAudioPlay(float* buffer, int frames, int channels) override {
+        t_ioThread = true;
+        long n = frames;
+        if (m_limit >= 0) {
+            long left = m_limit - m_pos;
+            n = left < 0 ? 0 : left < n ? left : n;
+        }
+        for (long f = 0; f < n; ++f) {
+            float v =
+                m_amp * static_cast<float>(std::sin(2.0 * M_PI * kFreq * (m_pos + f) / kRate));
+            buffer[f * channels] = v;
+            buffer[f * channels + 1] = v * 0.5f;
+        }
+        m_pos += n;
+        m_calls.fetch_add(1, std::memory_order_relaxed);
+        return static_cast<int>(n);
+    }
+    long Calls() const { return m_calls.load(); }
+
+  private:
+    float m_amp;
+    long m_limit;
+    long m_pos = 0;  // IO thread only
+    std::atomic<long> m_calls{0};
+};
+
+// parec on the sink's monitor, writing raw float stereo into a file.
+class MonitorRecorder {
+  public:
+    explicit MonitorRecorder(const std::string& path) : m_path(path) {
+        m_pid = fork();
+        if (m_pid == 0) {
+            int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            if (fd < 0) _exit(127);
+            dup2(fd, 1);
+            execlp("parec", "parec", "-d", "out.monitor", "--raw", "--format=float32le",
+                   "--rate=44100", "--channels=2", "--latency-msec=20",
+                   static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        UThread::Wait(600);  // let the capture stream settle
+    }
+    // Stops parec and returns the left and right channels.
+    void Finish(std::vector<float>* left, std::vector<float>* right) {
+        UThread::Wait(300);
+        if (m_pid > 0) {
+            kill(m_pid, SIGTERM);
+            int status;
+            waitpid(m_pid, &status, 0);
+            m_pid = -1;
+        }
+        FILE* f = std::fopen(m_path.c_str(), "rb");
+        ASSERT_NE(f, nullptr);
+        float frame[2];
+        while (std::fread(frame, sizeof(float), 2, f) == 2) {
+            left->push_back(frame[0]);
+            right->push_back(frame[1]);
+        }
+        std::fclose(f);
+    }
+    ~MonitorRecorder() {
+        if (m_pid > 0) {
+            kill(m_pid, SIGTERM);
+            int status;
+            waitpid(m_pid, &status, 0);
+        }
+    }
+
+  private:
+    std::string m_path;
+    pid_t m_pid = -1;
+};
+
+std::string TmpPath(const char* name) {
+    const char* tmp = std::getenv("VELOTUNE_TEST_TMP");
+    std::string dir = tmp ? tmp : "/tmp";
+    std::string cmd = "mkdir -p '" + dir + "'";
+    if (std::system(cmd.c_str()) != 0) return "/tmp/" + std::string(name);
+    return dir + "/" + name;
+}
+
+// The start-up sequence of the main window: register the driver, open the first
+// playback device at 44100 Hz, 32 bits, stereo, start it, bind the bus.
+struct Engine {
+    AudioBus bus;
+    AudioDevCore* core = new AudioDevCore;
+    bool ok = false;
+    Engine() {
+        if (bus.AddDriver(core, "CoreAudio") != 1) {
+            core = nullptr;
+            return;
+        }
+        DEVOPEN play{0, 2, 0};
+        if (!core->Open(nullptr, &play, 44100, 32) || !core->Start(0)) return;
+        bus.EnableRecord(false);
+        bus.EnablePlay(true);
+        ok = true;
+    }
+};
+
+// The part of a recording between the first and the last audible sample.
+struct Active {
+    long first = -1, last = -1;
+};
+Active FindActive(const std::vector<float>& x, float threshold) {
+    Active a;
+    for (long i = 0; i < static_cast<long>(x.size()); ++i)
+        if (std::fabs(x[i]) > threshold) {
+            if (a.first < 0) a.first = i;
+            a.last = i;
+        }
+    return a;
+}
+
+float Peak(const std::vector<float>& x, long from, long to) {
+    float p = 0;
+    for (long i = from; i < to; ++i) p = std::max(p, std::fabs(x[i]));
+    return p;
+}
+
+// Largest step between neighbouring samples: a sine of amplitude A moves at
+// most A * 2 pi f / rate per sample; a gap or a repeated block jumps further.
+float MaxStep(const std::vector<float>& x, long from, long to) {
+    float m = 0;
+    for (long i = from + 1; i < to; ++i) m = std::max(m, std::fabs(x[i] - x[i - 1]));
+    return m;
+}
+
+int ThreadCount() {
+    int n = 0;
+    DIR* d = opendir("/proc/self/task");
+    if (!d) return -1;
+    while (dirent* e = readdir(d))
+        if (e->d_name[0] != '.') ++n;
+    closedir(d);
+    return n;
+}
+
+bool HaveSoundServer() {
+    return std::getenv("PULSE_SERVER") != nullptr;
+}
+
+}  // namespace
+
+#define REQUIRE_SOUND_SERVER() \
+    if (!HaveSoundServer()) GTEST_SKIP() << "needs the private sound server (with-test-env.sh)"
+
+TEST(AudioDevCoreSystem, EnumerationListsDefaultFirstAndNeverNull) {
+    REQUIRE_SOUND_SERVER();
+    AudioDevCore core;
+    ASSERT_TRUE(core.Init());
+    ASSERT_GT(core.DeviceCount(0), 0);
+    ASSERT_GT(core.DeviceCount(1), 0);
+    EXPECT_STREQ(core.DeviceName(0, 0), "default");
+    EXPECT_STREQ(core.DeviceName(0, 1), "default");
+    EXPECT_EQ(core.DeviceIndex("null", 0), -1);
+    EXPECT_EQ(core.DeviceIndex("null", 1), -1);
+    EXPECT_EQ(core.DeviceChannelCount(0, 0), 2);
+    EXPECT_EQ(core.DeviceBitDepth(0, 0), 32);
+    EXPECT_GE(core.DevInfoEx(0, 0)->bufferSize, 1024);
+    int rates[4];
+    EXPECT_GE(core.DeviceRates(0, 0, rates, 4, 44100, 44100), 1);
+    EXPECT_EQ(core.State(), 1);
+}
+
+TEST(AudioDevCoreSystem, ASineThroughTheBusAndDriverIsRecordedAtItsLevelWithoutGapsOrUnderruns) {
+    REQUIRE_SOUND_SERVER();
+    std::vector<float> left, right;
+    unsigned long underruns = 1;
+    {
+        MonitorRecorder rec(TmpPath("sine.f32"));
+        Engine e;
+        ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
+        SineSource source(0.5f);
+        e.bus.SetPlaySource(&source);
+        e.bus.Start();
+        UThread::Wait(3000);
+        e.bus.Stop();
+        underruns = e.core->UnderrunCount();
+        EXPECT_GT(source.Calls(), 100);  // ~3 s of 1024-frame periods
+        e.bus.SetPlaySource(nullptr);
+        rec.Finish(&left, &right);
+    }
+    EXPECT_EQ(underruns, 0u);
+    Active a = FindActive(left, 0.01f);
+    ASSERT_GE(a.first, 0) << "nothing audible was recorded";
+    long len = a.last - a.first;
+    EXPECT_GT(len, 2 * kRate) << "less than two seconds of the sine reached the sink";
+    long from = a.first + 200, to = a.last - 200;
+    EXPECT_NEAR(Peak(left, from, to), 0.5f, 0.01f);
+    EXPECT_NEAR(Peak(right, from, to), 0.25f, 0.01f);
+    float slope = 0.5f * 2.0f * static_cast<float>(M_PI * kFreq / kRate);
+    EXPECT_LT(MaxStep(left, from, to), slope * 1.2f + 0.002f) << "a gap or a jump in the sine";
+    // 441 Hz: two zero crossings every 100 samples.
+    long crossings = 0;
+    for (long i = from + 1; i < to; ++i)
+        if ((left[i - 1] < 0) != (left[i] < 0)) ++crossings;
+    EXPECT_NEAR(static_cast<double>(crossings), (to - from) / 50.0, (to - from) / 50.0 * 0.01);
+}
+
+TEST(AudioDevCoreSystem, AVolumeOfATenthGivesATenthOfTheLevel) {
+    REQUIRE_SOUND_SERVER();
+    std::vector<float> left, right;
+    {
+        MonitorRecorder rec(TmpPath("tenth.f32"));
+        Engine e;
+        ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
+        SineSource source(0.5f);
+        e.bus.SetVolume(0.1f);
+        e.bus.SetPlaySource(&source);
+        e.bus.Start();
+        UThread::Wait(1500);
+        e.bus.Stop();
+        e.bus.SetPlaySource(nullptr);
+        rec.Finish(&left, &right);
+    }
+    Active a = FindActive(left, 0.005f);
+    ASSERT_GE(a.first, 0);
+    EXPECT_NEAR(Peak(left, a.first + 200, a.last - 200), 0.05f, 0.002f);
+    EXPECT_NEAR(Peak(right, a.first + 200, a.last - 200), 0.025f, 0.002f);
+}
+
+TEST(AudioDevCoreSystem, AShortSourceIsZeroPaddedBehindItsLastFrame) {
+    REQUIRE_SOUND_SERVER();
+    const long limit = 22050 + 37;  // ends inside a period, not on its boundary
+    std::vector<float> left, right;
+    {
+        MonitorRecorder rec(TmpPath("short.f32"));
+        Engine e;
+        ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
+        SineSource source(0.5f, limit);
+        e.bus.SetPlaySource(&source);
+        e.bus.Start();
+        UThread::Wait(1500);
+        e.bus.Stop();
+        e.bus.SetPlaySource(nullptr);
+        rec.Finish(&left, &right);
+    }
+    Active a = FindActive(left, 0.0f);
+    ASSERT_GE(a.first, 0);
+    // Sample 0 of the sine is 0, so the audible part spans frames 1 .. limit-1.
+    EXPECT_NEAR(static_cast<double>(a.last - a.first + 1), static_cast<double>(limit - 1), 2.0);
+    // Behind the last frame there is exact silence until the recording ends.
+    EXPECT_GT(static_cast<long>(left.size()) - a.last, 22050);
+    EXPECT_EQ(Peak(left, a.last + 1, static_cast<long>(left.size())), 0.0f);
+    EXPECT_EQ(Peak(right, a.last + 1, static_cast<long>(right.size())), 0.0f);
+}
+
+TEST(AudioDevCoreSystem, StartStopAndCloseMoveTheDriverThroughItsStatesAndReleaseEverything) {
+    REQUIRE_SOUND_SERVER();
+    int threadsBefore = ThreadCount();
+    {
+        AudioDevCore core;
+        EXPECT_EQ(core.State(), 0);
+        ASSERT_TRUE(core.Init());
+        EXPECT_EQ(core.State(), 1);
+        DEVOPEN rec{0, 2, 0}, play{0, 2, 0};
+        ASSERT_TRUE(core.Open(&rec, &play, 44100, 32)) << core.GetErrorMsg();
+        EXPECT_EQ(core.State(), 2);
+        ASSERT_TRUE(core.Start(2));
+        EXPECT_EQ(core.State(), 3);
+        UThread::Wait(200);
+        ASSERT_TRUE(core.Stop(2));
+        EXPECT_EQ(core.State(), 2);
+        ASSERT_TRUE(core.Start(2));
+        ASSERT_TRUE(core.Close(2));
+        EXPECT_EQ(core.State(), 1);
+    }
+    {
+        // Playback only: Close does nothing and fails, as designed; the
+        // destructor still ends the IO thread and closes the PCM.
+        AudioDevCore core;
+        ASSERT_TRUE(core.Init());
+        DEVOPEN play{0, 2, 0};
+        ASSERT_TRUE(core.Open(nullptr, &play, 44100, 32));
+        ASSERT_TRUE(core.Start(0));
+        EXPECT_GT(ThreadCount(), threadsBefore);
+        EXPECT_FALSE(core.Close(2));
+        EXPECT_EQ(core.State(), 3);
+    }
+    EXPECT_EQ(ThreadCount(), threadsBefore) << "an IO or sound-service thread was left behind";
+}
+
+TEST(AudioDevCoreSystem, TheIoThreadMakesNoAllocationDuringPlayback) {
+    REQUIRE_SOUND_SERVER();
+    if (!VELOTUNE_ALLOC_HOOK) GTEST_SKIP() << "the sanitizer owns the allocator";
+    Engine e;
+    ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
+    SineSource source(0.2f);
+    e.bus.SetPlaySource(&source);
+    XMsgQueue window;
+    e.bus.SetTimer(&window, 100, 0.05f);  // the timer message is on the IO path too
+    e.bus.Start();
+    UThread::Wait(300);  // the source has marked the IO thread by now
+    ASSERT_GT(source.Calls(), 0);
+    long before = g_ioAllocs.load();
+    UThread::Wait(2000);
+    long during = g_ioAllocs.load() - before;
+    e.bus.Stop();
+    e.bus.SetTimer(nullptr, 0, 0.0f);
+    EXPECT_EQ(during, 0) << "allocations on the IO thread during 2 s of playback";
+    XWindowMsg m;
+    int timerMsgs = 0;
+    while (window.Pop(&m)) ++timerMsgs;
+    EXPECT_GT(timerMsgs, 10);
+}
