@@ -13,22 +13,16 @@
 
 #include "CAAudioFile.h"
 #include "DamagedMp3.h"
+#include "DecoderErrorText.h"
+#include "SoundFileBuilder.h"
 #include "SoundFileWriter.h"
+#include "SparseSoundFile.h"
 
+using testfiles::ErrorText;
 using testfiles::TempPath;
+using velotune_test::SoundFileBuilder;
 
 namespace {
-
-// Runs `fn` and returns the text of the CAAudioFileError it throws ("" if none).
-template <typename Fn>
-std::string ErrorText(Fn fn) {
-    try {
-        fn();
-    } catch (const CAAudioFileError& e) {
-        return e.what();
-    }
-    return "";
-}
 
 // Opens `path` with the canonical interleaved float client format, as the reader does.
 void OpenCanonical(CAAudioFile& file, const std::string& path) {
@@ -49,41 +43,6 @@ std::vector<float> ReadAll(CAAudioFile& file, uint32_t channels, uint32_t block 
         out.insert(out.end(), buf.begin(), buf.begin() + static_cast<long>(frames) * channels);
         if (frames == 0) return out;
     }
-}
-
-// Little-endian byte builders for files laid out by hand.
-void Put32(std::vector<unsigned char>& b, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b.push_back(static_cast<unsigned char>(v >> (8 * i)));
-}
-void Put16(std::vector<unsigned char>& b, uint16_t v) {
-    b.push_back(static_cast<unsigned char>(v));
-    b.push_back(static_cast<unsigned char>(v >> 8));
-}
-void PutId(std::vector<unsigned char>& b, const char* id) {
-    b.insert(b.end(), id, id + 4);
-}
-void Put64(std::vector<unsigned char>& b, uint64_t v) {
-    Put32(b, static_cast<uint32_t>(v));
-    Put32(b, static_cast<uint32_t>(v >> 32));
-}
-// A PCM "fmt " chunk.
-void PutFmt(std::vector<unsigned char>& b, uint16_t channels, uint32_t rate, uint16_t bits) {
-    PutId(b, "fmt ");
-    Put32(b, 16);
-    Put16(b, 1);  // integer PCM
-    Put16(b, channels);
-    Put32(b, rate);
-    Put32(b, rate * channels * bits / 8);                  // bytes per second
-    Put16(b, static_cast<uint16_t>(channels * bits / 8));  // block align
-    Put16(b, bits);
-}
-
-// Writes `header` and extends the file with a hole to `totalSize` bytes: the data
-// reads as zeros and takes no disk space.
-bool WriteSparse(const std::string& path, const std::vector<unsigned char>& header,
-                 uint64_t totalSize) {
-    if (!testfiles::WriteBytes(path, header)) return false;
-    return truncate(path.c_str(), static_cast<off_t>(totalSize)) == 0;
 }
 
 // The descriptor this process holds open on `path`, or -1.
@@ -278,25 +237,16 @@ TEST(CAAudioFile, FloatFilesReportTheirDepthAndDecodeExactly) {
 // A WAV laid out by hand: a three-channel 16-bit file with an odd-sized chunk (and
 // its pad byte) between the format and the data.
 TEST(CAAudioFile, AHandMadeWavWithAnOddSizedChunkDecodesItsThreeChannels) {
-    std::vector<unsigned char> b;
-    PutId(b, "RIFF");
-    Put32(b, 0);  // patched below
-    PutId(b, "WAVE");
-    PutFmt(b, 3, 11025, 16);
-    PutId(b, "note");  // an unknown chunk of 3 bytes, then the pad byte
-    Put32(b, 3);
-    b.push_back('a');
-    b.push_back('b');
-    b.push_back('c');
-    b.push_back(0);
-    PutId(b, "data");
+    SoundFileBuilder wav = SoundFileBuilder::Riff("WAVE");
+    wav.WavFmt(1, 3, 11025, 16);         // "fmt ": PCM, 3 channels, 16 bits
+    wav.Chunk("note", {'a', 'b', 'c'});  // odd-sized unknown chunk
+    wav.U8(0);                           // its pad byte
     const int16_t samples[] = {100, -200, 300, 32767, -32768, 0};
-    Put32(b, sizeof samples);
-    for (int16_t s : samples) Put16(b, static_cast<uint16_t>(s));
-    const uint32_t riff = static_cast<uint32_t>(b.size() - 8);
-    std::memcpy(&b[4], &riff, 4);
+    wav.BeginChunk("data");  // "data": two frames
+    for (int16_t s : samples) wav.I16(s);
+    wav.EndChunk();
     const std::string path = TempPath("hand-three-channels.wav");
-    ASSERT_TRUE(testfiles::WriteBytes(path, b));
+    ASSERT_TRUE(testfiles::WriteBytes(path, wav.Finish().Data()));
 
     CAAudioFile file;
     OpenCanonical(file, path);
@@ -517,23 +467,8 @@ TEST(CAAudioFile, CloseThatTheSystemRefusesThrowsExtAudioFileCloseFailedOnce) {
 // takes no disk space and the full 64-bit length comes through.
 TEST(CAAudioFile, ASparseRf64OfMoreThan2To32FramesReportsThe64BitLength) {
     const uint64_t frames = (1ull << 32) + 100;
-    std::vector<unsigned char> b;
-    PutId(b, "RF64");
-    Put32(b, 0xFFFFFFFF);  // the real size is in ds64
-    PutId(b, "WAVE");
-    PutId(b, "ds64");
-    Put32(b, 28);
-    const uint64_t headerSize = 12 + 36 + 24 + 8;
-    Put64(b, headerSize - 8 + frames);  // RIFF size
-    Put64(b, frames);                   // data size
-    Put64(b, frames);                   // sample count
-    Put32(b, 0);                        // no table
-    PutFmt(b, 1, 44100, 8);
-    PutId(b, "data");
-    Put32(b, 0xFFFFFFFF);  // the real size is in ds64
-    ASSERT_EQ(b.size(), headerSize);
     const std::string path = TempPath("huge.rf64");
-    ASSERT_TRUE(WriteSparse(path, b, headerSize + frames));
+    ASSERT_TRUE(testfiles::WriteSparseRf64(path, frames));
     CAAudioFile file;
     OpenCanonical(file, path);
     EXPECT_EQ(file.GetNumberFrames(), static_cast<int64_t>(frames));

@@ -10,10 +10,15 @@
 #include <vector>
 
 #include "DamagedMp3.h"
+#include "DecoderErrorText.h"
+#include "SoundFileBuilder.h"
 #include "SoundFileWriter.h"
+#include "SparseSoundFile.h"
 #include "snd_mac.h"
 
+using testfiles::ErrorText;
 using testfiles::TempPath;
+using velotune_test::SoundFileBuilder;
 
 namespace {
 
@@ -22,51 +27,10 @@ class OpenSndMac : public snd_mac {
   public:
     bool DecoderOpen() const { return m_audio_file.IsOpen(); }
     FILE* Handle() const { return m_hFile; }
-    int SizeField() const { return m_size; }
 };
-
-template <typename Fn>
-std::string ErrorText(Fn fn) {
-    try {
-        fn();
-    } catch (const CAAudioFileError& e) {
-        return e.what();
-    }
-    return "";
-}
 
 std::vector<char> PathBuffer(const std::string& path) {
     return std::vector<char>(path.c_str(), path.c_str() + path.size() + 1);
-}
-
-void Put32(std::vector<unsigned char>& b, uint32_t v) {
-    for (int i = 0; i < 4; ++i) b.push_back(static_cast<unsigned char>(v >> (8 * i)));
-}
-void Put16(std::vector<unsigned char>& b, uint16_t v) {
-    b.push_back(static_cast<unsigned char>(v));
-    b.push_back(static_cast<unsigned char>(v >> 8));
-}
-void PutId(std::vector<unsigned char>& b, const char* id) {
-    b.insert(b.end(), id, id + 4);
-}
-
-// Header of an 8-bit mono WAV at 8000 Hz whose data chunk claims `frames` bytes.
-std::vector<unsigned char> Wav8Header(uint32_t frames) {
-    std::vector<unsigned char> b;
-    PutId(b, "RIFF");
-    Put32(b, 36 + frames);  // RIFF size: what follows "RIFF" and this field
-    PutId(b, "WAVE");
-    PutId(b, "fmt ");
-    Put32(b, 16);
-    Put16(b, 1);     // integer PCM
-    Put16(b, 1);     // mono
-    Put32(b, 8000);  // frames per second
-    Put32(b, 8000);  // bytes per second
-    Put16(b, 1);     // block align
-    Put16(b, 8);     // bits
-    PutId(b, "data");
-    Put32(b, frames);
-    return b;
 }
 
 }  // namespace
@@ -144,7 +108,11 @@ TEST(SndMac, AZeroLengthFileIsRefusedQuietlyAndClosed) {
 TEST(SndMac, AFileOfMoreThan2To31FramesKeepsOnlyTheLow32BitsOfItsLength) {
     const uint32_t frames = 0x80000010u;
     const std::string path = TempPath("sndmac-huge.wav");
-    const std::vector<unsigned char> header = Wav8Header(frames);
+    SoundFileBuilder wav = SoundFileBuilder::Riff("WAVE");
+    wav.WavFmt(1, 1, 8000, 8);                               // "fmt ": PCM, mono, 8 bits
+    wav.BeginChunk("data").SizeOverride(frames).EndChunk();  // "data": claims every frame
+    wav.SizeOverride(36 + frames);                           // the container agrees
+    const std::vector<unsigned char> header = wav.Finish().Data();
     ASSERT_TRUE(testfiles::WriteBytes(path, header));
     ASSERT_EQ(truncate(path.c_str(), static_cast<off_t>(header.size()) + frames), 0);
     OpenSndMac r;
@@ -157,6 +125,25 @@ TEST(SndMac, AFileOfMoreThan2To31FramesKeepsOnlyTheLow32BitsOfItsLength) {
     EXPECT_EQ(r.SampleRate(), 8000);
     EXPECT_EQ(r.BitDepth(), 8);
     r.OnCloseFile();
+    unlink(path.c_str());
+}
+
+// Beyond 32 bits: a sparse RF64 claiming 2^32 + 100 frames gives 100, and one of
+// exactly 2^32 frames gives 0 and is refused like an empty file.
+TEST(SndMac, AFileOfMoreThan2To32FramesKeepsOnlyTheLow32BitsOfItsLength) {
+    const std::string path = TempPath("sndmac-huge.rf64");
+    ASSERT_TRUE(testfiles::WriteSparseRf64(path, (1ull << 32) + 100));
+    OpenSndMac r;
+    std::vector<char> p = PathBuffer(path);
+    ASSERT_EQ(r.OpenFile(p.data()), 1);
+    EXPECT_EQ(r.SampleSize(), 100);
+    float buf[100];
+    EXPECT_EQ(r.GetAudio(buf, 100), 100);
+    EXPECT_EQ(buf[99], -1.0f);  // the hole's zero bytes are unsigned 8-bit minimum
+    r.OnCloseFile();
+    ASSERT_TRUE(testfiles::WriteSparseRf64(path, 1ull << 32));
+    EXPECT_EQ(r.OpenFile(p.data()), 0);
+    EXPECT_FALSE(r.DecoderOpen());
     unlink(path.c_str());
 }
 
@@ -261,41 +248,17 @@ TEST(SndMac, OpeningASecondFileOnTheSameReaderReplacesTheFirst) {
 // An AIFF laid out by hand whose 80-bit rate is 22050.9 Hz. The decoder hands over
 // whole hertz; the reader's int rate is the truncated 22050, never the rounded 22051.
 TEST(SndMac, AnAiffWithAFractionalRateReportsTheRateTruncated) {
-    std::vector<unsigned char> b;
-    auto be16 = [&](uint16_t v) {
-        b.push_back(static_cast<unsigned char>(v >> 8));
-        b.push_back(static_cast<unsigned char>(v));
-    };
-    auto be32 = [&](uint32_t v) {
-        be16(static_cast<uint16_t>(v >> 16));
-        be16(static_cast<uint16_t>(v));
-    };
-    PutId(b, "FORM");
-    be32(0);  // patched below
-    PutId(b, "AIFF");
-    PutId(b, "COMM");  // common chunk: 1 channel, 4 frames, 16 bits, rate
-    be32(18);
-    be16(1);
-    be32(4);
-    be16(16);
-    // 22050.9 as an 80-bit extended float: exponent 16383 + 14, then the 64-bit
-    // mantissa 22050.9 * 2^49 with its leading one in the top bit.
-    be16(16383 + 14);
-    const uint64_t mantissa = static_cast<uint64_t>(22050.9L * (1ull << 49));
-    be32(static_cast<uint32_t>(mantissa >> 32));
-    be32(static_cast<uint32_t>(mantissa));
-    PutId(b, "SSND");  // sound data: offset 0, block size 0, four big-endian samples
-    be32(8 + 8);
-    be32(0);
-    be32(0);
-    for (int16_t s : {100, -100, 200, -200}) be16(static_cast<uint16_t>(s));
-    const uint32_t form = static_cast<uint32_t>(b.size() - 8);
-    b[4] = static_cast<unsigned char>(form >> 24);
-    b[5] = static_cast<unsigned char>(form >> 16);
-    b[6] = static_cast<unsigned char>(form >> 8);
-    b[7] = static_cast<unsigned char>(form);
+    SoundFileBuilder aiff = SoundFileBuilder::Form("AIFF");
+    // "COMM": 1 channel, 4 frames, 16 bits, then 22050.9 as an 80-bit extended
+    // float: exponent 16383 + 14 and the 64-bit mantissa 22050.9 * 2^49, whose
+    // leading one sits in the top bit.
+    aiff.BeginChunk("COMM").U16(1).U32(4).U16(16).U16(16383 + 14);
+    aiff.Int(static_cast<uint64_t>(22050.9L * (1ull << 49)), 8).EndChunk();
+    aiff.BeginAiffSsnd();  // "SSND": four big-endian samples
+    for (int16_t s : {100, -100, 200, -200}) aiff.I16(s);
+    aiff.EndChunk();
     const std::string path = TempPath("sndmac-fractional.aiff");
-    ASSERT_TRUE(testfiles::WriteBytes(path, b));
+    ASSERT_TRUE(testfiles::WriteBytes(path, aiff.Finish().Data()));
 
     OpenSndMac r;
     std::vector<char> p = PathBuffer(path);

@@ -4,6 +4,7 @@
 
 #include <sndfile.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -20,46 +21,19 @@ inline std::string TempDir() {
     return dir;
 }
 
-/// A path in the scratch folder.
+/// A path in the scratch folder. The process id is part of the name, since the
+/// tests of one suite may run in parallel processes.
 inline std::string TempPath(const std::string& name) {
-    return TempDir() + "/" + name;
+    return TempDir() + "/" + std::to_string(getpid()) + "-" + name;
 }
 
-/// Writes `frames` interleaved frames of `samples` (16-bit values, written exactly)
-/// as `format` (SF_FORMAT_... major | subtype). Returns false when the encoder
-/// refuses the format.
-inline bool WriteShorts(const std::string& path, int format, int rate, int channels,
-                        const std::vector<short>& samples) {
-    SF_INFO info = {};
-    info.samplerate = rate;
-    info.channels = channels;
-    info.format = format;
-    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
-    if (!f) return false;
-    const sf_count_t frames = static_cast<sf_count_t>(samples.size()) / channels;
-    const bool ok = sf_writef_short(f, samples.data(), frames) == frames;
-    return sf_close(f) == 0 && ok;
-}
-
-/// As WriteShorts, with 32-bit integer values (the encoder keeps the top bits that
-/// the subtype stores).
-inline bool WriteInts(const std::string& path, int format, int rate, int channels,
-                      const std::vector<int>& samples) {
-    SF_INFO info = {};
-    info.samplerate = rate;
-    info.channels = channels;
-    info.format = format;
-    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
-    if (!f) return false;
-    const sf_count_t frames = static_cast<sf_count_t>(samples.size()) / channels;
-    const bool ok = sf_writef_int(f, samples.data(), frames) == frames;
-    return sf_close(f) == 0 && ok;
-}
-
-/// As WriteShorts, with float values in -1..1 (stored exactly by float formats,
-/// encoded by coded ones; `quality` 0..1 is the coded formats' compression level).
-inline bool WriteFloats(const std::string& path, int format, int rate, int channels,
-                        const std::vector<float>& samples, double quality = -1) {
+/// Writes the interleaved `samples` with `write` (one of sf_writef_short/int/float)
+/// as `format` (SF_FORMAT_... major | subtype); `quality` 0..1, when not negative,
+/// is the coded formats' compression level. False when the encoder refuses.
+template <typename Sample>
+bool WriteSamples(const std::string& path, int format, int rate, int channels,
+                  const std::vector<Sample>& samples,
+                  sf_count_t (*write)(SNDFILE*, const Sample*, sf_count_t), double quality) {
     SF_INFO info = {};
     info.samplerate = rate;
     info.channels = channels;
@@ -68,8 +42,27 @@ inline bool WriteFloats(const std::string& path, int format, int rate, int chann
     if (!f) return false;
     if (quality >= 0) sf_command(f, SFC_SET_COMPRESSION_LEVEL, &quality, sizeof quality);
     const sf_count_t frames = static_cast<sf_count_t>(samples.size()) / channels;
-    const bool ok = sf_writef_float(f, samples.data(), frames) == frames;
+    const bool ok = write(f, samples.data(), frames) == frames;
     return sf_close(f) == 0 && ok;
+}
+
+/// 16-bit values, stored exactly by 16-bit and deeper formats.
+inline bool WriteShorts(const std::string& path, int format, int rate, int channels,
+                        const std::vector<short>& samples) {
+    return WriteSamples(path, format, rate, channels, samples, sf_writef_short, -1);
+}
+
+/// 32-bit integer values (the encoder keeps the top bits that the subtype stores).
+inline bool WriteInts(const std::string& path, int format, int rate, int channels,
+                      const std::vector<int>& samples) {
+    return WriteSamples(path, format, rate, channels, samples, sf_writef_int, -1);
+}
+
+/// Float values in -1..1 (stored exactly by float formats, encoded by coded ones at
+/// compression level `quality`, 0..1).
+inline bool WriteFloats(const std::string& path, int format, int rate, int channels,
+                        const std::vector<float>& samples, double quality = -1) {
+    return WriteSamples(path, format, rate, channels, samples, sf_writef_float, quality);
 }
 
 /// `frames` frames of a sine of `hz` at `rate`, amplitude `amp`, the same value on
