@@ -600,9 +600,7 @@ TEST_F(XWindowTest, ShowModalRunsUntilCloseAndReturnsItsResult) {
     parent.SetSize(100, 100);
     parent.Show();
     w->closeOnMessage = 77;
-    XMessenger m;
-    m.PostWindowMsg(w->GetHandle(), 77, 0, 0);  // lost: the dialog is not shown yet
-    // Posted from inside the loop instead, once the dialog is visible.
+    // Posted from inside the modal loop, once the dialog is visible.
     g_idle_add(
         [](gpointer data) -> gboolean {
             XMessenger poster;
