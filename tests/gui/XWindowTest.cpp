@@ -571,6 +571,17 @@ TEST_F(XWindowTest, RepeatedUpdatesFromAnotherThreadCollapseIntoOneMessage) {
     EXPECT_EQ(updates, 1);
 }
 
+TEST_F(XWindowTest, AnUpdateLostToAHiddenWindowDoesNotBlockLaterUpdates) {
+    std::thread([&] { w->Update(); }).join();
+    Pump();  // delivered while hidden: lost
+    std::thread([&] { w->Update(); }).join();
+    int updates = 0;
+    XWindowMsg m;
+    while (w->GetEventQueue()->Pop(&m))
+        if (m.msg == 2007 && m.wParam == kUpdt) ++updates;
+    EXPECT_EQ(updates, 1);
+}
+
 TEST_F(XWindowTest, DrawControlOffTheGuiThreadDrawsNothingAndReturnsFalse) {
     Probe* p = AddProbe(10, 10, 50, 40);
     ShowAndSettle();
@@ -600,9 +611,7 @@ TEST_F(XWindowTest, ShowModalRunsUntilCloseAndReturnsItsResult) {
     parent.SetSize(100, 100);
     parent.Show();
     w->closeOnMessage = 77;
-    XMessenger m;
-    m.PostWindowMsg(w->GetHandle(), 77, 0, 0);  // lost: the dialog is not shown yet
-    // Posted from inside the loop instead, once the dialog is visible.
+    // Posted from inside the modal loop, once the dialog is visible.
     g_idle_add(
         [](gpointer data) -> gboolean {
             XMessenger poster;
@@ -669,6 +678,28 @@ TEST_F(XWindowTest, MenuBarSitsAboveTheViewAndItsItemsSendCommands) {
     gtk_widget_get_allocation(m.GetView(), &view);
     EXPECT_GT(view.y, 0);  // below the menu bar and the toolbar
     EXPECT_EQ(view.height, 80);
+    // The application menu: "About Velotune..." (command 4), then the added item.
+    GtkWidget* box = gtk_bin_get_child(GTK_BIN(m.GetGtkWindow()));
+    GList* rows = gtk_container_get_children(GTK_CONTAINER(box));
+    GtkWidget* bar = GTK_WIDGET(rows->data);
+    g_list_free(rows);
+    ASSERT_TRUE(GTK_IS_MENU_BAR(bar));
+    GList* tops = gtk_container_get_children(GTK_CONTAINER(bar));
+    GtkWidget* appMenu = gtk_menu_item_get_submenu(GTK_MENU_ITEM(tops->data));
+    EXPECT_STREQ(gtk_menu_item_get_label(GTK_MENU_ITEM(tops->data)), "Velotune");
+    g_list_free(tops);
+    std::vector<GtkWidget*> items;
+    GList* entries = gtk_container_get_children(GTK_CONTAINER(appMenu));
+    for (GList* e = entries; e; e = e->next)
+        if (!GTK_IS_SEPARATOR_MENU_ITEM(e->data)) items.push_back(GTK_WIDGET(e->data));
+    g_list_free(entries);
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_STREQ(gtk_menu_item_get_label(GTK_MENU_ITEM(items[0])), "About Velotune...");
+    gtk_menu_item_activate(GTK_MENU_ITEM(items[0]));
+    gtk_menu_item_activate(GTK_MENU_ITEM(items[1]));
+    ASSERT_EQ(m.commands.size(), 2u);
+    EXPECT_EQ(m.commands[0], 4u);
+    EXPECT_EQ(m.commands[1], 11u);
 }
 
 TEST_F(XWindowTest, CursorsAreSetByNumber) {
