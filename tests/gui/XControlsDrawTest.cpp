@@ -2,6 +2,7 @@
 // library into a white image surface, as the window draws it.
 #include <gtest/gtest.h>
 
+#include "../quvlib/ControlHostDouble.h"
 #include "ControlCanvas.h"
 #include "XButton.h"
 #include "XCheckBox.h"
@@ -320,4 +321,22 @@ TEST(XTextBoxDraw, TheFormattedValueIsDrawn) {
     box.SetValueInt(24);
     canvas.Draw(&box);
     EXPECT_TRUE(canvas.Inked(XRect(0, 0, 99, 19)));
+}
+
+TEST(XButtonDraw, AButtonWithAHoverPictureIsRedrawnOnEnterAndLeaveAndShowsIt) {
+    ControlHostDouble host;
+    XButton button(nullptr, XRect(0, 0, 40, 40), 1);
+    PlaceControl(&button, &host);
+    button.SetPics("btn_play.png", "btn_pause.png", "btn_stop.png");
+    ControlCanvas normal(60, 60), hover(60, 60);
+    normal.Draw(&button);
+    button.MouseEnter();
+    EXPECT_EQ(host.drawn.size(), 1u);
+    hover.Draw(&button);
+    button.MouseLeave();
+    EXPECT_EQ(host.drawn.size(), 2u);
+    bool differs = false;
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 40; ++x) differs = differs || normal.At(x, y) != hover.At(x, y);
+    EXPECT_TRUE(differs);
 }

@@ -88,3 +88,10 @@ TEST(XButton, ConstructorTakesRectangleAndCommand) {
     EXPECT_EQ(b.GetCommand(), 7);
     EXPECT_EQ(b.GetWindowRect(), XRect(1, 2, 30, 40));
 }
+
+TEST_F(ButtonFixture, MovingOverAButtonThatIsNotPressedDoesNotPressIt) {
+    button.m_rcButton = button.GetLocalRect();
+    MoveTo(&button, e, 20, 20);
+    EXPECT_EQ(button.GetValueInt(), 0);
+    EXPECT_TRUE(host.drawn.empty());
+}

@@ -315,3 +315,19 @@ TEST(XEditBox, GetMidiRefusesOtherTextWithMinusOne) {
     EXPECT_EQ(XEditBox::_get_midi("C-"), -1);
     EXPECT_EQ(XEditBox::_get_midi("C99999999999"), -1);
 }
+
+TEST_F(EditFixture, WithFormatTwoANewValueShowsAsTheLabel) {
+    edit.SetFormat(2, 0);
+    edit.SetValueInt(42);
+    EXPECT_STREQ(edit.GetLabel(), "42");
+}
+
+TEST_F(EditFixture, OtherFormatsSendZeroAsTheValue) {
+    edit.SetFormat(1, 0);
+    Enter("");
+    Type("abc");
+    edit.KeyDown(kEnt, 0);
+    ASSERT_EQ(host.commands.size(), 1u);
+    EXPECT_EQ(host.commands[0].wParam, 0);
+    EXPECT_EQ(edit.GetValueInt(), 0);
+}

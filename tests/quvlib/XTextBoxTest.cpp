@@ -95,3 +95,16 @@ TEST(XTextBox, APressSendsTheCommandAndIsNotKept) {
     EXPECT_EQ(host.commands[0].id, 77u);
     EXPECT_EQ(host.commands[0].wParam, 0);
 }
+
+TEST(XTextBox, SetFormatKeepsItsOwnCopyOfTheUnit) {
+    XTextBox box(nullptr, XRect(0, 0, 10, 10), -1);
+    char unit[8] = " Hz";
+    box.SetFormat(0, unit);
+    unit[1] = 'X';
+    box.SetFormat(0, nullptr);  // null keeps the unit
+    box.SetValueInt(5);
+    EXPECT_STREQ(box.GetLabel(), "5 Hz");
+    box.SetFormat(0, " kHz");
+    box.SetValueInt(6);
+    EXPECT_STREQ(box.GetLabel(), "6 kHz");
+}
