@@ -1,0 +1,30 @@
+#include "DropList.h"
+
+#include <glib.h>
+#include <sys/stat.h>
+
+#include <cstring>
+
+CDropList::CDropList(const OpaqueDragRef* drag) : m_hDrop(drag) {
+    m_count = drag ? static_cast<int>(drag->uris.size()) : 0;
+}
+
+const char* CDropList::GetPath(int i) {
+    if (!m_hDrop || i < 0 || i >= m_count) return m_path;
+    gchar* file =
+        g_filename_from_uri(m_hDrop->uris[static_cast<size_t>(i)].c_str(), nullptr, nullptr);
+    // Not a file URI: no file-system form, the previous result stands.
+    if (!file) return m_path;
+    size_t len = std::strlen(file);
+    if (len > sizeof m_path - 1) len = sizeof m_path - 1;
+    std::memcpy(m_path, file, len);
+    m_path[len] = 0;
+    struct stat st;
+    if (stat(file, &st) == 0 && S_ISDIR(st.st_mode) && len > 0 && m_path[len - 1] != '/' &&
+        len < sizeof m_path - 1) {
+        m_path[len] = '/';
+        m_path[len + 1] = 0;
+    }
+    g_free(file);
+    return m_path;
+}

@@ -1,0 +1,21 @@
+// The files carried by a drag dropped on a window.
+#pragma once
+
+#include "OpaqueDragRef.h"
+
+/// The list of items of a dropped drag, read one at a time as POSIX paths.
+/// GUI thread only.
+class CDropList {
+  public:
+    const OpaqueDragRef* m_hDrop = nullptr;  // the drag (not owned)
+    int m_count = 0;                         // number of dragged items
+    char m_path[500] = "";                   // the last path produced
+
+    /// Takes the drag's items (null: none).
+    explicit CDropList(const OpaqueDragRef* drag);
+    /// The path of item `i` (from 0): the item's file URI as a local path, cut to
+    /// at most 499 bytes, with "/" appended when it names a folder. An item that
+    /// is not a local file (e.g. http://) or an index out of range leaves m_path
+    /// unchanged: the previous result (empty before any) is returned.
+    const char* GetPath(int i);
+};

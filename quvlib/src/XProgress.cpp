@@ -1,0 +1,27 @@
+#include "XProgress.h"
+
+#include "XDrawLib.h"
+
+XProgress::XProgress(XNode* owner, XRect rect) {
+    if (owner) SetWindowOf(*owner);
+    SetWindowRect(rect);
+}
+
+void XProgress::OnDraw(XDrawLib* lib) {
+    XRect local = GetLocalRect();
+    float value = GetValueNorm();
+    if (value > 0) {
+        XRect bar = local;
+        // The width counted here is right - left (one less than the columns), and
+        // the bar ends one column before left + width x value: deliberately, a
+        // full bar leaves the last column unfilled.
+        int width = local.right - local.left;
+        bar.right = bar.left + static_cast<int>(static_cast<float>(width) * value) - 1;
+        if (bar.right >= bar.left) lib->Fill3dRect(bar, m_colorFore, true);
+    }
+    if (m_label) {
+        lib->SetTextColor(m_colorText);
+        lib->SetTextJustify(m_justify);
+        lib->DrawText(m_label, &local);
+    }
+}
