@@ -85,7 +85,7 @@ void XTextBox::PrintValueMidi(int value) {
     static const char* const kNames[12] = {"C",  "C#", "D",  "D#", "E",  "F",
                                            "F#", "G",  "G#", "A",  "A#", "B"};
     // A negative note would index before the table: its name is taken modulo 12
-    // upward; the octave keeps the designed value / 12 - 2.
+    // upward; the octave stays value / 12 - 2.
     int index = ((value % 12) + 12) % 12;
     std::snprintf(m_stemp, sizeof m_stemp, "%s%d", kNames[index], value / 12 - 2);
 }
