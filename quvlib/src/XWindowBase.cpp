@@ -1,5 +1,9 @@
 #include "XWindowBase.h"
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
 #include <pthread.h>
 #include <time.h>
 
@@ -342,26 +346,22 @@ void XWindowBase::XDrop(int x, int y) {
 
 namespace {
 
+// The timer thread sleeps on a condition variable with an absolute monotonic
+// deadline, so TimerStop wakes it at once and joins it. Cancelling the thread
+// instead would unwind it from inside the wait, which the sanitizer runtimes do
+// not survive; the timer thread is never on the audio path, so a mutex is fine.
+std::mutex g_timerMutex;
+std::condition_variable g_timerWake;
+bool g_timerStop = false;
+
 void* QuvTimerProc(void*) {
-    int old;
-    timespec deadline;
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    std::unique_lock<std::mutex> lock(g_timerMutex);
     for (;;) {
         // Wait until 500 ms after the current up-time (absolute deadline).
-        clock_gettime(CLOCK_MONOTONIC, &deadline);
-        deadline.tv_nsec += 500 * 1000 * 1000;
-        if (deadline.tv_nsec >= 1000 * 1000 * 1000) {
-            deadline.tv_nsec -= 1000 * 1000 * 1000;
-            deadline.tv_sec += 1;
-        }
-        while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) != 0) {
-        }
-        // A post is never cut in half by TimerStop: cancellation only in the wait.
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &old);
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+        if (g_timerWake.wait_until(lock, deadline, [] { return g_timerStop; })) break;
         XMsgQueue* queue = XWindowBase::ActiveQueue();
         if (queue) queue->Post(kMsgLibrary, static_cast<long>(FourCC("timr")), 0);
-        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &old);
-        pthread_testcancel();
     }
     return nullptr;
 }
@@ -370,14 +370,22 @@ void* QuvTimerProc(void*) {
 
 void XWindowBase::TimerStart() {
     if (m_bTimerRunning.load(std::memory_order_acquire)) return;
+    {
+        std::lock_guard<std::mutex> lock(g_timerMutex);
+        g_timerStop = false;
+    }
     if (pthread_create(&m_hTimer, nullptr, QuvTimerProc, nullptr) == 0)
         m_bTimerRunning.store(true, std::memory_order_release);
 }
 
 void XWindowBase::TimerStop() {
     if (!m_bTimerRunning.load(std::memory_order_acquire)) return;
-    pthread_cancel(m_hTimer);
-    // Joined as well, so that no tick is still being posted once a window goes.
+    {
+        std::lock_guard<std::mutex> lock(g_timerMutex);
+        g_timerStop = true;
+    }
+    g_timerWake.notify_all();
+    // Joined, so that no tick is still being posted once a window goes.
     pthread_join(m_hTimer, nullptr);
     m_bTimerRunning.store(false, std::memory_order_release);
 }
