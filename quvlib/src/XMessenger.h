@@ -16,7 +16,7 @@ struct XWindowMsg {
 /// allocates, locks or blocks; a full queue drops the message. Messages from one
 /// thread are drained in posting order.
 class XMsgQueue {
-public:
+  public:
     static constexpr unsigned kCapacity = 1024;  // a power of two
 
     /// Wake-up hook, called after a post that found the queue idle (any thread;
@@ -44,7 +44,7 @@ public:
     /// Messages dropped because the queue was full. Any thread.
     unsigned long Dropped() const { return m_dropped.load(std::memory_order_relaxed); }
 
-private:
+  private:
     struct Cell {
         std::atomic<unsigned> seq;
         XWindowMsg data;
@@ -65,7 +65,7 @@ typedef XMsgQueue* XWINDOW;
 
 /// Posts numbered messages to windows. A base of the windows and of the audio bus.
 class XMessenger {
-public:
+  public:
     virtual ~XMessenger() = default;
 
     /// Queues `msg` for `window` and returns at once; a null window does nothing.
