@@ -507,6 +507,10 @@ void XWindow::Create() {
     gtk_window_set_resizable(gw, resizable);
     gtk_window_set_title(gw, GetTitle());
 
+    // The subclass builds its menus, toolbar and controls now: the platform window
+    // exists, and the menu bar and toolbar it makes are packed just below.
+    OnCreate();
+
     // Menu bar above, toolbar between, the view below and taking the rest.
     m_hBox = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
     gtk_container_add(GTK_CONTAINER(win), m_hBox);

@@ -69,7 +69,9 @@ class XWindow : public XWindowBase {
     virtual int Drag(int x, int y, int phase);
     /// A system drop: to the drag's target control, else to OnDrop.
     virtual int Drop(OpaqueDragRef* drag, int x, int y);
-    /// Called by the subclass when it builds its controls (after Create).
+    /// Called by Create once the platform window exists and before its menu bar,
+    /// toolbar and view are put in place: the subclass builds its menus and
+    /// controls here.
     virtual int OnCreate() { return 0; }
     /// Called by Show just before the window counts as visible.
     virtual int OnShow() { return 0; }
