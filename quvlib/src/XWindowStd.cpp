@@ -335,6 +335,7 @@ XWindow::XWindow()
 
 XWindow::~XWindow() {
     CancelGuiCalls();
+    SetFrameTimer(false);
     delete[] m_firstFrameFile;
     // No tick may be posted into the queue while it goes away.
     TimerStop();
@@ -1018,4 +1019,23 @@ void XWindow::SetFirstFrameFile(const char* path) {
     size_t n = strlen(path) + 1;
     m_firstFrameFile = new char[n];
     memcpy(m_firstFrameFile, path, n);
+}
+
+namespace {
+gboolean FrameTick(gpointer data) {
+    XWindow* w = static_cast<XWindow*>(data);
+    if (w->IsVisible()) w->OnFrame();
+    return G_SOURCE_CONTINUE;
+}
+}  // namespace
+
+void XWindow::SetFrameTimer(bool on) {
+    if (on == (m_frameTimer != 0)) return;
+    if (on) {
+        // About 30 frames a second: smooth for a bar, cheap for the GUI thread.
+        m_frameTimer = g_timeout_add(33, FrameTick, this);
+    } else {
+        g_source_remove(m_frameTimer);
+        m_frameTimer = 0;
+    }
 }
