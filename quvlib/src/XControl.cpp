@@ -269,6 +269,11 @@ void XControl::SetLabel(const char* label) {
     m_labelSize = copy ? static_cast<long>(std::strlen(copy) + 1) : 0;
 }
 
+void XControl::Clear() {
+    SetLabel(nullptr);
+    m_bDirty = true;
+}
+
 // ---- values ----
 
 void XControl::SetRangeInt(int min, int max, int step, int micro) {

@@ -252,6 +252,8 @@ class XControl : public XNode, public XModule {
     void SetLabel(const char* label);
     /// The label, or null.
     const char* GetLabel() const { return m_label; }
+    /// Empties the label and marks the control for drawing at the next update.
+    void Clear();
     /// A transparent control draws no background.
     void SetTransparent(bool on) { m_bTransparent = on; }
     bool IsTransparent() const { return m_bTransparent; }

@@ -1,5 +1,7 @@
 #include "XProgress.h"
 
+#include <cmath>
+
 #include "XDrawLib.h"
 
 XProgress::XProgress(XNode* owner, XRect rect) {
@@ -24,4 +26,12 @@ void XProgress::OnDraw(XDrawLib* lib) {
         lib->SetTextJustify(m_justify);
         lib->DrawText(m_label, &local);
     }
+}
+
+void XProgress::OnValueChanged(float value) {
+    if (m_iStep == 0 || !std::isfinite(value)) return;
+    // The bar is drawn from the integer value (GetValueNorm reads it when there is
+    // a step): a fraction lands on the nearest step of the range.
+    float clamped = value < 0.0f ? 0.0f : (value > 1.0f ? 1.0f : value);
+    m_iVal = m_iMin + static_cast<int>(std::lround(clamped * static_cast<float>(m_iMax - m_iMin)));
 }

@@ -11,6 +11,11 @@ class XProgress : public XControl {
     /// Takes the window of `owner` (when given) and the rectangle as a layout
     /// table gives it (see XControl::SetWindowRect).
     XProgress(XNode* owner, XRect rect);
+    /// A float value given to a bar with an integer range (a step) is a fraction
+    /// of that range: the integer value becomes min + round(fraction x (max -
+    /// min)), clamped to the range, so the bar follows SetValueFlt(0 .. 1). A bar
+    /// without an integer range keeps its float value as it is.
+    void OnValueChanged(float value) override;
     /// The bar (nothing at 0), then the label over the whole rectangle.
     void OnDraw(XDrawLib* lib) override;
 };

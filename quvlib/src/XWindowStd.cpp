@@ -3,8 +3,16 @@
 #include <gtk/gtk.h>
 #include <pango/pangocairo.h>
 
+#include <time.h>
+
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <mutex>
 
 #include "OpaqueDragRef.h"
 #include "XApp.h"
@@ -326,6 +334,8 @@ XWindow::XWindow()
 }
 
 XWindow::~XWindow() {
+    CancelGuiCalls();
+    delete[] m_firstFrameFile;
     // No tick may be posted into the queue while it goes away.
     TimerStop();
     if (GetActiveWindowBase() == this) SetActiveWindowBase(nullptr);
@@ -496,6 +506,10 @@ void XWindow::Create() {
     gtk_window_set_deletable(gw, closeBox);
     gtk_window_set_resizable(gw, resizable);
     gtk_window_set_title(gw, GetTitle());
+
+    // The subclass builds its menus, toolbar and controls now: the platform window
+    // exists, and the menu bar and toolbar it makes are packed just below.
+    OnCreate();
 
     // Menu bar above, toolbar between, the view below and taking the rest.
     m_hBox = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
@@ -687,6 +701,7 @@ void XWindow::Command(unsigned long id, long wParam) {
 void XWindow::Update() {
     if (m_bDrawInProcess.load(std::memory_order_acquire)) return;
     if (IsGuiThread()) {
+        OnUpdate();
         UpdateControls();
         return;
     }
@@ -709,6 +724,16 @@ void XWindow::Draw(cairo_t* cr) {
         m_drawlib.Close();
     }
     m_bDrawInProcess.store(false, std::memory_order_release);
+    if (m_firstFrameFile) {
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        if (FILE* f = fopen(m_firstFrameFile, "w")) {
+            fprintf(f, "%.6f\n", static_cast<double>(now.tv_sec) + now.tv_nsec / 1e9);
+            fclose(f);
+        }
+        delete[] m_firstFrameFile;
+        m_firstFrameFile = nullptr;
+    }
 }
 
 bool XWindow::DrawControl(XControl* control) {
@@ -912,4 +937,85 @@ long XWindow::TranslateModifiers(unsigned state) {
     if (state & GDK_CONTROL_MASK) m += 2;
     if (state & (GDK_SUPER_MASK | GDK_META_MASK)) m += 4;
     return m;
+}
+
+// ---- the GUI thread's services for worker threads ----
+
+void XWindow::AppQuit() {
+    if (XApp* app = XApp::GetApp()) app->Quit();
+    exit(0);
+}
+
+namespace {
+
+// One call handed to the GUI thread. Shared by the waiting caller and the main
+// loop's idle callback, so whichever finishes last frees it; a caller that gives
+// up marks it abandoned and the callback then does not run it.
+struct GuiCall {
+    void (*fn)(void*) = nullptr;
+    void* arg = nullptr;
+    std::mutex lock;
+    std::condition_variable cv;
+    bool done = false;
+    bool abandoned = false;
+};
+
+gboolean RunGuiCall(gpointer data) {
+    auto* holder = static_cast<std::shared_ptr<GuiCall>*>(data);
+    GuiCall& call = **holder;
+    {
+        std::unique_lock<std::mutex> guard(call.lock);
+        if (!call.abandoned) {
+            // Run outside the lock: the call may itself take a while (drawing), and
+            // the caller only waits for `done`.
+            guard.unlock();
+            call.fn(call.arg);
+            guard.lock();
+        }
+        call.done = true;
+    }
+    call.cv.notify_all();
+    delete holder;
+    return G_SOURCE_REMOVE;
+}
+
+}  // namespace
+
+bool XWindow::CallOnGuiThread(void (*fn)(void*), void* arg) {
+    if (!fn) return false;
+    if (IsGuiThread()) {
+        fn(arg);
+        return true;
+    }
+    if (m_bGuiCallsCancelled.load(std::memory_order_acquire)) return false;
+    auto call = std::make_shared<GuiCall>();
+    call->fn = fn;
+    call->arg = arg;
+    // Always through the GUI thread's loop: invoking directly would run the call
+    // on this thread whenever the GUI thread is not iterating its loop.
+    g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, new std::shared_ptr<GuiCall>(call), nullptr);
+    std::unique_lock<std::mutex> guard(call->lock);
+    while (!call->done) {
+        // Wake now and then to notice a window that closes meanwhile: its GUI
+        // thread may never come back to the main loop.
+        call->cv.wait_for(guard, std::chrono::milliseconds(50));
+        if (!call->done && m_bGuiCallsCancelled.load(std::memory_order_acquire)) {
+            call->abandoned = true;
+            return false;
+        }
+    }
+    return true;
+}
+
+void XWindow::CancelGuiCalls() {
+    m_bGuiCallsCancelled.store(true, std::memory_order_release);
+}
+
+void XWindow::SetFirstFrameFile(const char* path) {
+    delete[] m_firstFrameFile;
+    m_firstFrameFile = nullptr;
+    if (!path || !*path) return;
+    size_t n = strlen(path) + 1;
+    m_firstFrameFile = new char[n];
+    memcpy(m_firstFrameFile, path, n);
 }

@@ -69,7 +69,9 @@ class XWindow : public XWindowBase {
     virtual int Drag(int x, int y, int phase);
     /// A system drop: to the drag's target control, else to OnDrop.
     virtual int Drop(OpaqueDragRef* drag, int x, int y);
-    /// Called by the subclass when it builds its controls (after Create).
+    /// Called by Create once the platform window exists and before its menu bar,
+    /// toolbar and view are put in place: the subclass builds its menus and
+    /// controls here.
     virtual int OnCreate() { return 0; }
     /// Called by Show just before the window counts as visible.
     virtual int OnShow() { return 0; }
@@ -79,6 +81,9 @@ class XWindow : public XWindowBase {
     virtual int OnMessage(unsigned long, long, long) { return 0; }
     /// Called by Close.
     virtual int OnClose() { return 0; }
+    /// Called on the GUI thread by Update before the dirty controls are drawn, so
+    /// that a window can move values other threads left for it into its controls.
+    virtual void OnUpdate() {}
 
     // ---- setup ----
 
@@ -184,6 +189,27 @@ class XWindow : public XWindowBase {
     /// Windows created so far.
     static int GetUseCount() { return m_useCount; }
 
+    // ---- the GUI thread's services for worker threads ----
+
+    /// Ends the application: the application object's Quit (exit status 0), or
+    /// exit(0) when there is none. Never returns. GUI thread.
+    [[noreturn]] void AppQuit();
+    /// Runs fn(arg) on the GUI thread and waits until it has run: at once when
+    /// called there; otherwise the call is handed to the GUI thread's main loop
+    /// and the caller sleeps until it is done. Returns false without running fn
+    /// once CancelGuiCalls was called (a waiting caller gives up, and its call
+    /// will not run later). For worker threads that are not real-time: it
+    /// allocates and blocks, so never from the audio IO thread.
+    bool CallOnGuiThread(void (*fn)(void*), void* arg);
+    /// Makes waiting and later CallOnGuiThread calls from other threads return
+    /// false without running. Used when the window closes, so no worker waits for
+    /// a GUI thread that has stopped serving it. Any thread.
+    void CancelGuiCalls();
+    /// Writes the CLOCK_MONOTONIC time in seconds ("%.6f\n") of the window's first
+    /// drawn frame into `path` (null = nothing is written); for measuring start-up.
+    /// Call before the window is shown. GUI thread.
+    void SetFirstFrameFile(const char* path);
+
     // ---- platform event entry points (the view's and window's handlers) ----
 
     /// The view's size changed to (width, height).
@@ -242,5 +268,7 @@ class XWindow : public XWindowBase {
     int m_xDrag = 0, m_yDrag = 0;   // its last position
     int m_toolCy = 0;
     long m_cursor = 0;
-    double m_wheelX = 0, m_wheelY = 0;  // unused fractions of smooth scrolling
+    double m_wheelX = 0, m_wheelY = 0;              // unused fractions of smooth scrolling
+    std::atomic<bool> m_bGuiCallsCancelled{false};  // set by CancelGuiCalls
+    char* m_firstFrameFile = nullptr;               // owned; null once written
 };
