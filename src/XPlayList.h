@@ -1,88 +1,130 @@
-// The playlist view at the top of the main window.
+// The list of sounds played so far, at the top of the main window.
 #pragma once
 
 #include <cstdint>
 
 #include "XControl.h"
 
-/// Lists the sounds played so far, newest at the bottom, with their rate, bit
-/// depth and channel count; marks the current sound (or the one chosen to play
-/// next) with a green triangle; a click on an entry sends the control's command
-/// with the entry's index; hovering an entry shows its full path. It keeps the
-/// last 50 entries in a ring, through which the main window's worker goes back
-/// and forth (NextPath).
+/// Lists the sounds played so far, newest at the bottom, with their sample rate,
+/// bit depth and channel count; marks the current sound with a green triangle and
+/// lets the user pick one to play next. It is also the memory through which the
+/// main window's worker goes back and forth: the last 50 entries are kept in a
+/// ring, and the oldest is overwritten when the ring is full.
 ///
-/// GUI thread only: the main window's worker hands its calls (Add, NextPath) to
-/// the GUI thread, so the fields need no atomics. The file name is drawn from
-/// x = 12 on every row, so the marker before it (x 4 to 8) never covers it.
+/// Layout, in control-local coordinates (w, h = the control's width and height):
+///   - a header band from y 0 to 19 with the column titles at y 5: "File Name"
+///     at x 4, "Rate" at w - 126, "Bits" at w - 76, "Chan" at w - 36 (each 4 right
+///     of its column's left edge: 0, w - 130, w - 80, w - 40);
+///   - rows 14 high below it; entry i of the ones shown is drawn at y 22 + 14 i;
+///     every second row (the second, fourth, ...) has a darker band;
+///   - the marker triangle of the marked entry covers x 4 to 8 of its row; the
+///     file name of every entry starts at x 12 (kNameX), right of the marker, so
+///     that names line up whether they are marked or not, and it is cut off where
+///     the "Rate" column begins;
+///   - rate, bits (left out when 0) and channels with "%d", 4 right of their
+///     columns' left edges.
+///
+/// Threading: every operation, including the main window's calls made on behalf
+/// of its worker (which hands them over to the GUI thread), runs on the GUI
+/// thread; the fields are therefore plain, not atomic.
 class XPlayList : public XControl {
   public:
-    static constexpr int kEntries = 50;
-    static constexpr int kPathSize = 512;
-    static constexpr int kHeader = 20;  // header band height
-    static constexpr int kRow = 14;     // row height
-    static constexpr int kNameX = 12;   // where file names start
+    static constexpr int kItems = 50;         // entries in the ring
+    static constexpr int kPathSize = 512;     // bytes of an entry's path, NUL included
+    static constexpr int kHeaderHeight = 20;  // the header band covers y 0 to 19
+    static constexpr int kRowHeight = 14;     // height of one entry's row
+    static constexpr int kNameX = 12;         // where a file name starts
 
-    struct Entry {
-        char path[kPathSize];  // NUL-terminated; longer paths are cut at 511 bytes
+    /// One entry: the path (always NUL-terminated, cut at 511 bytes) and the
+    /// numbers shown beside its file name.
+    struct Item {
+        char path[kPathSize];
         int32_t rate;
-        int32_t bits;
+        int32_t bits;  // 0 for formats without a fixed bit depth: not shown
         int32_t channels;
     };
 
-    int32_t m_test = 0;           // kept for the list's users; not read here
-    Entry m_item[kEntries];       // the ring
-    int32_t m_next = 0;           // ring position the next Add writes
+    int32_t m_test = 0;           // set to 0 at construction, not used by the list
+    Item m_item[kItems] = {};     // the ring of entries
+    int32_t m_next = 0;           // ring position the next Add writes, 0 to 49
     int32_t m_count = 0;          // entries held, 0 to 50
-    int32_t m_first_visible = 0;  // ring index of the first entry drawn
+    int32_t m_first_visible = 0;  // ring index of the first entry drawn (set by OnDraw)
     int32_t m_select = 0;         // the current (playing) entry
     int32_t m_next_in_line = -1;  // the entry chosen to play next, -1 for none
 
     /// Takes the window of `owner` (when given), the rectangle as a layout table
-    /// gives it and the command id. Dark back colour, black frame, white text.
+    /// gives it (see XControl::SetWindowRect) and the command id that a click on
+    /// an entry sends. Colours: back (39, 44, 54), frame (0, 0, 0), text (255,
+    /// 255, 255); an empty list with nothing chosen.
     XPlayList(XNode* owner, XRect rect, long command);
 
-    /// Copies the path (cut to 511 bytes) and the numbers into entry m_next, makes
-    /// it the current entry, advances m_next (49 wraps to 0), counts it (the
-    /// oldest is overwritten once 50 are held) and redraws.
-    void Add(char* path, int rate, int bits, int channels);
-    /// The path to play next: the chosen entry when there is one (the choice is
-    /// then used up), else the entry after the current one, or null when the
-    /// current one was the newest (m_select is then one past it).
+    /// Writes the path (null counts as empty; cut at 511 bytes) and the numbers
+    /// into entry m_next, makes that entry the current one, advances m_next
+    /// (after 49 comes 0), raises m_count up to 50 (then the oldest entry is
+    /// overwritten) and redraws.
+    void Add(const char* path, int rate, int bits, int channels);
+    /// The path to play next, or null. With a choice pending: that entry becomes
+    /// the current one, the choice is cleared and its path returned. Without one:
+    /// the current entry advances by one (after 49 comes 0); when it reaches
+    /// m_next (the newest entry was current) the result is null and m_select is
+    /// left one past the newest entry until the next Add; otherwise its path.
+    /// The pointer stays valid until that entry is overwritten by an Add.
     char* NextPath();
-    /// Chooses entry `index` to play next.
+    /// Chooses entry `index` to play next (a negative index clears the choice).
+    /// An index past the ring (50 or more) names no entry and is ignored.
     void Select(int index);
-    /// Chooses the entry before the current one, or before the pending choice
-    /// when that is 1 or more. With the current entry at 0 the result is -1: no
-    /// choice.
+    /// Chooses the entry before: with no choice, or a choice below 1, the one
+    /// before the current entry (so a pending choice of 0 does not wrap to 49,
+    /// and with the current entry at 0 the result is -1, no choice); otherwise
+    /// the one before the choice. Both rules are deliberate.
     void Prev();
-    /// Chooses the entry after the current one, unless the current one is the
-    /// newest. Counts from the current entry, so twice chooses the same entry.
+    /// Chooses the entry after the current one, but only when the current entry
+    /// is below m_next - 1 (it is not the newest). It counts from the current
+    /// entry, not from a pending choice: pressing it twice chooses the same entry.
     void Next();
-    /// The part of entry `index`'s path after its last "/".
+    /// The part of entry `index`'s path after its last "/" (the whole path when it
+    /// has none). An index outside 0..49 gives an empty text.
     char* FileName(int index);
-    /// The entry at local y: -1 on the header or below the last entry.
+    /// The ring index of the entry at local `y`, or -1: -1 over the header (y
+    /// below 20); row = (y - 20) / 14; -1 when the row is m_count or more, or
+    /// past the rows the control's height shows; else m_first_visible + row
+    /// (less 50 above 49).
     int ItemIndex(int y);
 
-    /// A click on an entry sends Command(index, 0). Returns 0 (no capture).
+    /// Entries held (m_count).
+    int Count() const { return m_count; }
+    /// The current entry (m_select).
+    int SelectIndex() const { return m_select; }
+    /// The entry chosen to play next, -1 for none (m_next_in_line).
+    int NextInLine() const { return m_next_in_line; }
+    /// The ring position the next Add writes (m_next).
+    int NextSlot() const { return m_next; }
+    /// Entry `index` of the ring; an index outside 0..49 gives an empty entry.
+    const Item& Entry(int index) const;
+    /// The entry the marker is drawn before: the pending choice when there is
+    /// one, otherwise the current entry.
+    int MarkedIndex() const { return m_next_in_line >= 0 ? m_next_in_line : m_select; }
+    /// Rows of the control counting the header's: (h - 20) / 14 + 1, h the
+    /// control's height (never below 0). Every second of them, from the second,
+    /// gets a band.
+    int RowCount() const;
+    /// Entries that drawing shows: the smaller of RowCount() - 1 and m_count.
+    int ShownCount() const;
+    /// Ring index of the first entry drawn: m_next - ShownCount() (plus 50 when
+    /// negative). OnDraw stores it in m_first_visible.
+    int FirstShown() const;
+
+    /// A press on an entry sends the control's command with the entry's index as
+    /// the first parameter; a press on the header or below the last entry sends
+    /// nothing. Returns 0 (the list does not keep the mouse).
     int OnMouseDown(XMouseEvent* event) override;
-    /// Over an entry: a tooltip with its full path (returns 1); else 0.
+    /// Over an entry, shows a tooltip holding its full path and returns 1;
+    /// elsewhere returns 0.
     int OnToolTip(int x, int y) override;
-    /// Header band, row bands, lines, header texts, entries and marker, outline.
+    /// Draws the header, bands, lines, titles, entries, the marker and the
+    /// outline (see the class comment); stores m_first_visible.
     void OnDraw(XDrawLib* lib) override;
 
-    // ---- for the main window and tests ----
-    int Count() const { return m_count; }
-    int SelectIndex() const { return m_select; }
-    int NextInLine() const { return m_next_in_line; }
-    /// Entry at ring index `index` (0 to 49).
-    const char* EntryPath(int index) const { return m_item[Ring(index)].path; }
-    int EntryRate(int index) const { return m_item[Ring(index)].rate; }
-    int EntryBits(int index) const { return m_item[Ring(index)].bits; }
-    int EntryChannels(int index) const { return m_item[Ring(index)].channels; }
-    /// The entry drawn with the marker: the chosen one, else the current one.
-    int MarkedIndex() const { return m_next_in_line >= 0 ? m_next_in_line : m_select; }
-
   private:
-    static int Ring(int index) { return index < 0 ? 0 : index % kEntries; }
+    void Changed();
 };

@@ -82,7 +82,7 @@ std::vector<std::string> Listing(const std::string& dir) {
 // The playlist's entries, oldest first.
 std::vector<std::string> Entries(XPlayList* list) {
     std::vector<std::string> out;
-    for (int i = 0; i < list->Count(); ++i) out.push_back(list->EntryPath(i));
+    for (int i = 0; i < list->Count(); ++i) out.push_back(list->Entry(i).path);
     return out;
 }
 
@@ -130,10 +130,10 @@ TEST_F(MainDlgTest, AFolderPlaysItsSoundsInDirectoryOrderAndSkipsHiddenAndOtherF
     ASSERT_EQ(expected.size(), 2u);
     EXPECT_EQ(Entries(dlg.m_pPlayList), expected);
     for (int i = 0; i < 2; ++i) {
-        bool mono = dlg.m_pPlayList->EntryPath(i) == dir + "/b.aiff";
-        EXPECT_EQ(dlg.m_pPlayList->EntryRate(i), 44100);
-        EXPECT_EQ(dlg.m_pPlayList->EntryBits(i), 16);
-        EXPECT_EQ(dlg.m_pPlayList->EntryChannels(i), mono ? 1 : 2);
+        bool mono = dlg.m_pPlayList->Entry(i).path == dir + "/b.aiff";
+        EXPECT_EQ(dlg.m_pPlayList->Entry(i).rate, 44100);
+        EXPECT_EQ(dlg.m_pPlayList->Entry(i).bits, 16);
+        EXPECT_EQ(dlg.m_pPlayList->Entry(i).channels, mono ? 1 : 2);
     }
     // The worker ended: queue empty, displays cleared, toggle back to play.
     EXPECT_EQ(dlg.m_path_list.Size(), 0);
