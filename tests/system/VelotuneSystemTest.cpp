@@ -307,3 +307,68 @@ TEST_F(Velotune, RealClicksOnTheControlsChangeTheRecordingAsDesigned) {
     EXPECT_EQ(Find(ev, static_cast<size_t>(s3), hz[3]), -1) << "after stop nothing more plays";
     EXPECT_EQ(Quit(), 0);
 }
+
+// ---- real drags from another application ----
+
+namespace {
+
+// Drags `paths` from the test drag source onto view point (x, y) of the window.
+int DragOnto(const std::string& window, int x, int y, const std::vector<std::string>& paths) {
+    ViewToScreen(window, x, y);
+    std::string cmd = "VELOTUNE_DRAG_SOURCE=" + Quote(VELOTUNE_DRAG_SOURCE) + " bash " +
+                      Quote(std::string(VELOTUNE_SOURCE_DIR) + "/tests/scripts/drag-files.sh") +
+                      " " + std::to_string(x) + " " + std::to_string(y);
+    for (const std::string& p : paths) cmd += " " + Quote(p);
+    int rc = system(cmd.c_str());
+    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+}
+
+}  // namespace
+
+TEST_F(Velotune, AFolderDroppedByARealDragPlaysLikeOneGivenOnTheCommandLine) {
+    std::string dir = Folder("folder-b");
+    std::vector<short> a = WriteTone(dir + "/A.WAV", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 441.0, 1.0);
+    std::vector<short> b =
+        WriteTone(dir + "/b.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 661.5, 1.0);
+    WriteTone(dir + "/.hidden.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 882.0, 1.0);
+    ASSERT_TRUE(testfiles::WriteBytes(dir + "/c.txt", {'t', 'e', 'x', 't', '\n'}));
+    std::vector<std::string> order;
+    for (const std::string& n : Listing(dir))
+        if (n == "A.WAV" || n == "b.aiff") order.push_back(n);
+
+    Recorder rec(testfiles::TempPath("folder-b.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({});
+    // Onto the playlist, away from the drag source's window at the top left.
+    ASSERT_EQ(DragOnto(window, 300, 20, {dir}), 0) << "the window did not take the drop";
+    std::vector<Segment> segs = WaitForSounds(rec, 2, 1.5, 20000);
+    rec.Stop();
+    std::vector<int16_t> left = rec.Left();
+    ASSERT_EQ(segs.size(), 2u);
+    for (size_t i = 0; i < 2; ++i) {
+        bool first = order[i] == "A.WAV";
+        EXPECT_NEAR(segs[i].hz, first ? 441.0 : 661.5, 2.0) << order[i];
+        EXPECT_LE(BestMatch(left, segs[i].start, first ? a : b), 2) << order[i];
+    }
+    EXPECT_EQ(Quit(), 0);
+}
+
+TEST_F(Velotune, ASecondDropDuringPlaybackPlaysAfterTheCurrentItems) {
+    std::string first = Folder("drop-e1"), second = Folder("drop-e2");
+    WriteTone(first + "/1.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 441.0, 1.5);
+    WriteTone(first + "/2.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 441.0, 1.5);
+    WriteTone(second + "/3.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 882.0, 0.8);
+    Recorder rec(testfiles::TempPath("drop-e.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({first});
+    ASSERT_FALSE(WaitForSounds(rec, 1, -100, 20000).empty());
+    ASSERT_EQ(DragOnto(window, 300, 20, {second}), 0);
+    std::vector<Segment> segs = WaitForSounds(rec, 3, 1.5, 20000);
+    rec.Stop();
+    ASSERT_EQ(segs.size(), 3u);
+    EXPECT_NEAR(segs[0].hz, 441.0, 2.0);
+    EXPECT_NEAR(segs[1].hz, 441.0, 2.0);
+    EXPECT_NEAR(segs[2].hz, 882.0, 2.0) << "the dropped folder plays after the first one";
+    for (const Segment& s : segs) EXPECT_GT(s.Length(), 0.7 * 44100) << "nothing was cut short";
+    EXPECT_EQ(Quit(), 0);
+}
