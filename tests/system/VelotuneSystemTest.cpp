@@ -10,8 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "../gui/ControlCanvas.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
+#include "XPlayList.h"
 
 using namespace programkit;
 
@@ -82,6 +84,38 @@ std::vector<Segment> WaitForSounds(const Recorder& rec, size_t count, double qui
     return segs;
 }
 
+// The share of pixels that differ (any channel by more than 8) between the
+// view's top `rows` rows in an RGB screenshot of the window and `canvas`.
+double Mismatch(const std::vector<unsigned char>& shot, const Geometry& g, int viewTop,
+                const ControlCanvas& canvas, int rows) {
+    long differ = 0, total = 0;
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < canvas.Width(); ++x) {
+            size_t at = (static_cast<size_t>(viewTop + y) * g.width + x) * 3;
+            if (at + 2 >= shot.size()) return 1.0;
+            XColor c = canvas.At(x, y);
+            int d = std::max({std::abs(shot[at] - c.red()), std::abs(shot[at + 1] - c.green()),
+                              std::abs(shot[at + 2] - c.blue())});
+            differ += d > 8;
+            ++total;
+        }
+    return total ? static_cast<double>(differ) / total : 1.0;
+}
+
+// What the playlist should show after the two sounds of a folder played, drawn
+// off the screen by the program's own playlist view.
+void DrawExpectedList(ControlCanvas& canvas, const std::vector<std::string>& paths,
+                      const std::vector<int>& bits, const std::vector<int>& channels, int rate) {
+    XPlayList list(nullptr, XRect(0, 0, canvas.Width() - 1, canvas.Height() - 1), 5);
+    list.PlaceIn(XRect(0, 0, canvas.Width() - 1, canvas.Height() - 1));
+    for (size_t i = 0; i < paths.size(); ++i) {
+        list.Add(const_cast<char*>(paths[i].c_str()), rate, bits[i], channels[i]);
+        list.NextPath();  // the worker asks for the next entry at every sound's end
+    }
+    canvas.Clear();
+    canvas.Draw(&list);
+}
+
 class Velotune : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -135,6 +169,34 @@ TEST_F(Velotune, AFolderOnTheCommandLinePlaysItsSoundsInOrderAndTheRecordingMatc
         EXPECT_LE(BestMatch(left, segs[i].start, expected), 2)
             << order[i] << " is not what was recorded";
     }
+    // The playlist shows both entries with rate, bits and channels: make the
+    // window one row taller, so two rows fit, and compare it with the view drawn
+    // off the screen.
+    Geometry g = WindowGeometry(window);
+    ASSERT_EQ(system(("xdotool windowsize --sync " + window + " " + std::to_string(g.width) + " " +
+                      std::to_string(g.height + 14))
+                         .c_str()),
+              0);
+    SleepMs(500);
+    Geometry shotSize;
+    std::vector<unsigned char> shot =
+        Screenshot(window, testfiles::TempPath("folder-a.rgb"), &shotSize);
+    ASSERT_EQ(shot.size(), static_cast<size_t>(shotSize.width) * shotSize.height * 3);
+    int viewTop = shotSize.height - 149;
+    std::vector<std::string> paths = {dir + "/" + order[0], dir + "/" + order[1]};
+    auto bitsOf = [](const std::string&) { return 16; };
+    auto channelsOf = [](const std::string&) { return 2; };
+    // The playlist is 0 to 35 high at first (its last row lies under the panel
+    // below), 50 rows once the window grew by 14; 49 of them are seen.
+    ControlCanvas expected(shotSize.width, 50);
+    DrawExpectedList(expected, paths, {bitsOf(order[0]), bitsOf(order[1])},
+                     {channelsOf(order[0]), channelsOf(order[1])}, 44100);
+    double same = Mismatch(shot, shotSize, viewTop, expected, 49);
+    ControlCanvas wrong(shotSize.width, 50);
+    DrawExpectedList(wrong, paths, {16, 16}, {2, 2}, 48000);
+    double other = Mismatch(shot, shotSize, viewTop, wrong, 49);
+    EXPECT_LT(same, 0.01) << "the playlist does not show the two entries as expected";
+    EXPECT_GT(other, same + 0.002) << "the comparison does not tell rates apart";
     EXPECT_EQ(Quit(), 0);
 }
 
