@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <mutex>
 
@@ -993,9 +994,21 @@ struct GuiCall {
     bool abandoned = false;
 };
 
-gboolean RunGuiCall(gpointer data) {
-    auto* holder = static_cast<std::shared_ptr<GuiCall>*>(data);
-    GuiCall& call = **holder;
+// The calls waiting for the GUI thread, in the order they were handed over. Kept
+// under a mutex of our own rather than passed through the main loop, so the
+// hand-over is visible to the thread checker as well.
+std::mutex g_guiCallsLock;
+std::deque<std::shared_ptr<GuiCall>> g_guiCalls;
+
+gboolean RunGuiCall(gpointer) {
+    std::shared_ptr<GuiCall> next;
+    {
+        std::lock_guard<std::mutex> guard(g_guiCallsLock);
+        if (g_guiCalls.empty()) return G_SOURCE_REMOVE;
+        next = std::move(g_guiCalls.front());
+        g_guiCalls.pop_front();
+    }
+    GuiCall& call = *next;
     {
         std::unique_lock<std::mutex> guard(call.lock);
         if (!call.abandoned) {
@@ -1008,7 +1021,6 @@ gboolean RunGuiCall(gpointer data) {
         call.done = true;
     }
     call.cv.notify_all();
-    delete holder;
     return G_SOURCE_REMOVE;
 }
 
@@ -1026,7 +1038,11 @@ bool XWindow::CallOnGuiThread(void (*fn)(void*), void* arg) {
     call->arg = arg;
     // Always through the GUI thread's loop: invoking directly would run the call
     // on this thread whenever the GUI thread is not iterating its loop.
-    g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, new std::shared_ptr<GuiCall>(call), nullptr);
+    {
+        std::lock_guard<std::mutex> guard(g_guiCallsLock);
+        g_guiCalls.push_back(call);
+    }
+    g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
     std::unique_lock<std::mutex> guard(call->lock);
     while (!call->done) {
         // Wake now and then to notice a window that closes meanwhile: its GUI
