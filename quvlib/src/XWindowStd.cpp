@@ -587,11 +587,15 @@ void XWindow::Create() {
     int extra = 0, minH = 0, natH = 0;
     if (m_hMacMenu) {
         gtk_box_pack_start(GTK_BOX(m_hBox), m_hMacMenu, FALSE, FALSE, 0);
+        // Measured with its items shown: hidden items would make it 0 high, and
+        // the view would lose the menu bar's height.
+        gtk_widget_show_all(m_hMacMenu);
         gtk_widget_get_preferred_height(m_hMacMenu, &minH, &natH);
         extra += natH;
     }
     if (m_hToolStrip) {
         gtk_box_pack_start(GTK_BOX(m_hBox), m_hToolStrip, FALSE, FALSE, 0);
+        gtk_widget_show_all(m_hToolStrip);
         gtk_widget_get_preferred_height(m_hToolStrip, &minH, &natH);
         extra += natH;
     }

@@ -509,3 +509,15 @@ TEST_F(MainDlgTest, TheMenusHoldAboutVelotuneWithCommandFourAndTheFileMenuWithIt
                                          "New File", "Open File",         "Save File"};
     EXPECT_EQ(labels, expected);
 }
+
+TEST_F(MainDlgTest, TheViewKeepsItsFullSizeBelowTheMenuBar) {
+    MainDlg silent;  // no bus: showing it opens nothing
+    silent.Show();
+    EXPECT_TRUE(PumpUntil([&] {
+        return gtk_widget_get_allocated_height(silent.GetView()) == 135 &&
+               gtk_widget_get_allocated_width(silent.GetView()) == 400;
+    })) << "view " << gtk_widget_get_allocated_width(silent.GetView()) << " x "
+        << gtk_widget_get_allocated_height(silent.GetView());
+    EXPECT_EQ(silent.GetHeight(), 135);
+    silent.Hide();
+}

@@ -123,7 +123,7 @@ TEST(BadInput, TheProgramPlaysEveryGoodFileSkipsTheRestLogsTheUndecodableAndKeep
             return segs.size() >= expected &&
                    static_cast<long>(left.size()) - segs.back().end > 3 * 44100;
         },
-        30000);
+        60000);
     SleepMs(500);
     rec.Stop();
     chmod((dir + "/locked").c_str(), 0755);
