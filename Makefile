@@ -12,7 +12,7 @@ PACKAGES := build-essential cmake ninja-build pkg-config googletest libgtest-dev
             pulseaudio pulseaudio-utils alsa-utils libasound2-plugins \
             sox libsox-fmt-mp3 lame time python3 desktop-file-utils clang-14 libclang-rt-14-dev
 
-.PHONY: all deps build run test test-plain test-asan test-tsan bench clean format
+.PHONY: all deps build run test test-plain test-asan test-tsan bench clean format fuzz
 
 all: build
 
@@ -32,6 +32,7 @@ test: deps
 	@bash tools/test.sh plain build
 	@bash tools/test.sh address build-asan
 	@bash tools/test.sh thread build-tsan
+	@bash tools/fuzz.sh 60
 
 test-plain: deps
 	@bash tools/test.sh plain build
@@ -39,6 +40,11 @@ test-asan: deps
 	@bash tools/test.sh address build-asan
 test-tsan: deps
 	@bash tools/test.sh thread build-tsan
+
+# The fuzz targets (fuzz/README.md), SECONDS seconds each; fails on any finding.
+SECONDS ?= 60
+fuzz: deps
+	@bash tools/fuzz.sh $(SECONDS)
 
 bench: build
 	@bash bench/run.sh

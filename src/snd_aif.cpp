@@ -40,14 +40,16 @@ int snd_aif::OnOpenFile(char* path) {
             m_offset = static_cast<int32_t>(static_cast<uint32_t>(first));
         }
         if (ChunkCmp("MARK", nullptr)) {
-            // Read and discarded, one marker at a time: any count is safe.
+            // Read and discarded, one marker at a time: any count is safe. The
+            // markers end with the file: a damaged count of up to 65535 would
+            // otherwise cost four reads and seeks past the end for each one.
             uint16_t count = 0;
             GetNumber(&count, 2, 1);
             for (int i = 0; i < count; ++i) {
                 uint16_t id = 0;
                 uint32_t position = 0;
                 unsigned char length = 0;
-                GetNumber(&id, 2, 1);
+                if (GetNumber(&id, 2, 1) < 2) break;
                 GetNumber(&position, 4, 1);
                 GetNumber(&length, 1, 1);
                 // Count byte and name together take an even number of bytes.
