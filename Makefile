@@ -10,7 +10,8 @@ PACKAGES := build-essential cmake ninja-build pkg-config googletest libgtest-dev
             libgtk-3-dev libcairo2-dev libpango1.0-dev libasound2-dev libsndfile1-dev \
             fonts-dejavu-core xvfb xdotool x11-utils imagemagick \
             pulseaudio pulseaudio-utils alsa-utils libasound2-plugins \
-            sox libsox-fmt-mp3 lame time python3 desktop-file-utils clang-14 libclang-rt-14-dev
+            sox libsox-fmt-mp3 lame time python3 desktop-file-utils clang-14 libclang-rt-14-dev \
+            mpv
 
 .PHONY: all deps build run test test-plain test-asan test-tsan bench clean format
 
