@@ -112,7 +112,7 @@ void PlayingMockup(cairo_t* cr) {
     Pic(cr, "btn_info.png", 375, 5);
     Pic(cr, "btn_home.png", 323, 33);
     Rgb(cr, 120, 130, 140);
-    Text(cr, "velotune.example", 9, false, 323, 64, 386, 76, 0);
+    Text(cr, "velotune.test", 9, false, 323, 64, 386, 76, 0);
     cairo_restore(cr);
 }
 

@@ -1,21 +1,175 @@
-// The main window's controller. For now only the piece the player talks to: this
-// class grows into the main window (its layout, loading, navigation and commands).
+// The main window and its controller: layout, loading and navigation, commands,
+// settings and the displays of the sound being played.
 #pragma once
 
 #include <atomic>
 
-/// The main window's controller; at present it only keeps the playback progress
-/// that the player reports.
-class MainDlg {
-  public:
-    MainDlg();
+#include "FourCC.h"
+#include "Player.h"
+#include "SndList.h"
+#include "UThread.h"
+#include "XWindowStd.h"
+#include "snd_aif.h"
+#include "snd_mac.h"
+#include "snd_wav.h"
 
-    /// Sets the progress of the sound being played, as a fraction of its length.
-    /// Called by the player on the audio IO thread: it only stores an atomic.
+class AudioBus;
+class XCheckBox;
+class XEditBox;
+class XPane;
+class XPlayList;
+class XProgress;
+class XTextBox;
+class XToggle;
+class XTogVol;
+
+/// The program's one window. Files and folders dropped on it (or named on the
+/// command line) are queued; a worker thread ('play') walks the queue, folders
+/// depth first in directory order with hidden entries skipped, opens every file
+/// whose extension is wav, aif, aiff or mp3 with the libsndfile reader, shows its
+/// properties, adds it to the playlist and plays it to the end before the next.
+///
+/// Threads. Commands, drops, keys and drawing run on the GUI thread. The worker
+/// ('play') reads the queue, opens and plays sounds and waits for the player; it
+/// changes controls only through CallOnGuiThread, so no control is touched by two
+/// threads. The player reports progress from the audio IO thread through
+/// SetProgress, which stores one atomic and posts an update: the GUI thread moves
+/// the value into the progress bar (OnUpdate).
+///
+/// A file with an accepted extension that the decoder refuses is skipped after
+/// one log line naming it and the decoder's text; it never ends the program.
+class MainDlg : public XWindow, public UThread {
+  public:
+    /// The maker's web address opened by the link (command 12), its host name
+    /// (the link button's tooltip) and its domain (the label under the button).
+    static constexpr const char* kWebUrl = "https://www.velotune.test/";
+    static constexpr const char* kWebHost = "www.velotune.test";
+    static constexpr const char* kWebDomain = "velotune.test";
+    /// The worker thread's id.
+    static constexpr long kThreadId = static_cast<long>(FourCC("play"));
+    /// Milliseconds between two looks at the player while a sound plays.
+    static constexpr int kPollMs = 300;
+
+    std::atomic<bool> m_bStopRequest;  // set by the stop command, cleared by a drop
+    SndList m_path_list;               // dropped paths; the worker reads them
+    Player m_player;
+    float m_vol[3];  // bus volume of each level of the volume toggle
+    snd_aif m_aif;
+    snd_wav m_wav;
+    snd_mac m_mac;
+    XPlayList* m_pPlayList = nullptr;
+    XPane* m_pPanPlay = nullptr;
+    XTextBox* m_pTxtRate = nullptr;
+    XTextBox* m_pTxtProp = nullptr;
+    XTextBox* m_pTxtSize = nullptr;
+    XTextBox* m_pTxtTime = nullptr;
+    XProgress* m_pProgress = nullptr;
+    XToggle* m_pTogPlay = nullptr;
+    XPane* m_pPanSets = nullptr;
+    XEditBox* m_pEdtTime = nullptr;
+
+    /// Window type 232, 400 x 135 (limits 400 x 135 to 400 x 600), the title, the
+    /// log "velotune.txt" on the desktop headed "test", the two colour schemes and
+    /// the volumes 0.1, 0.4, 1.0. Creates no platform window. Before main.
+    MainDlg();
+    /// Cancels the worker's pending calls to the GUI thread.
+    ~MainDlg() override;
+
+    /// The bus the window plays through (the program's one bus, g_audio); null
+    /// leaves the window silent. Before Show.
+    void SetAudioBus(AudioBus* bus) { m_pBus = bus; }
+    AudioBus* GetAudioBus() const { return m_pBus; }
+
+    // ---- window hooks (GUI thread) ----
+
+    /// Builds the menus and the twenty controls of the window.
+    int OnCreate() override;
+    /// Opens device 0 at 44100 Hz, 32 bits, 2 channels through a "CoreAudio"
+    /// driver of the bus, starts it with the player as play source, and
+    /// initialises the player.
+    int OnShow() override;
+    /// Takes the paths given with SetStartPaths as a drop.
+    int OnReady() override;
+    /// Stops the worker, the bus and the driver, then ends the program (status 0).
+    int OnClose() override;
+    /// Takes the dropped files and folders (see DropPaths).
+    int OnDrop(OpaqueDragRef* drag, int x, int y) override;
+    /// The commands of the window's controls (4 about, 5 to 15).
+    int OnCommand(unsigned long command, long param1, long param2) override;
+    /// Does nothing.
+    int OnMessage(unsigned long, long, long) override { return 0; }
+    /// Space plays or pauses (as the play/pause toggle), the left and right
+    /// arrows go to the previous and next sound.
+    int OnKeyDown(long key, long modifiers) override;
+    /// While a sound plays (the frame timer runs): moves the progress the player
+    /// last reported into the progress bar.
+    void OnFrame() override;
+
+    // ---- loading and navigation ----
+
+    /// Queues `count` POSIX paths (folders end in "/") and starts the worker when
+    /// it is not running, setting the play/pause toggle to playing. GUI thread.
+    void DropPaths(const char* const* paths, int count);
+    /// Remembers paths named on the command line, made absolute with folders
+    /// ending in "/"; OnReady drops them. Before Show.
+    void SetStartPaths(const char* const* paths, int count);
+    /// Walks a folder: entries in directory order, hidden ones skipped, subfolders
+    /// first walked and then offered to PlayFile. Worker thread.
+    void PlayFolder(char* path);
+    /// Opens, lists and plays one file, then follows the playlist while the user
+    /// picks other entries. Worker thread.
+    void PlayFile(char* path);
+    /// The reader (always the libsndfile one) with `path` opened and its
+    /// properties shown, or null when the extension is not taken or the file does
+    /// not open (a decoder error is logged). Worker thread (GUI thread in tests).
+    snd_* OpenSound(char* path);
+    /// Whether `text`, with A-Z lowered, equals `match`.
+    static bool StrMatch(const char* text, const char* match);
+    /// Stops the player, marks playlist entry `index` as the next and updates.
+    /// GUI thread.
+    void PlayList(int index);
+
+    // ---- commands, settings and display (GUI thread) ----
+
+    /// Shows the settings panel (true) or the playing panel (false).
+    void ShowSettings(bool show);
+    /// Enables or disables the playback limit with the edit box's value (0 in
+    /// the box becomes 5).
+    void ShowPlayerMax(bool enable);
+    /// Gives the edit box's value to the player as the limit.
+    void UpdatePlayerMax();
+    /// Writes "%.2f sec" below 60 s, else "%dm %ds", into the time label.
+    void DisplayTime(float seconds);
+    /// The formatted time text for `seconds` (what DisplayTime shows).
+    static void FormatTime(float seconds, char* out, int size);
+    /// The progress of the sound being played, as a fraction of its length. On
+    /// the GUI thread it sets the bar at once; on any other thread (the audio IO
+    /// thread) it only stores the fraction, which the frame timer brings to the
+    /// bar while a sound plays: the IO thread makes no system call for it.
     void SetProgress(float fraction);
     /// The fraction last given to SetProgress (0 before any). Any thread.
-    float LastProgress() const;
+    float LastProgress() const { return m_fProgress.load(std::memory_order_relaxed); }
+    /// Shows the about box (modal). GUI thread.
+    void ShowAbout();
+
+  protected:
+    /// The worker: walks the queue, then clears the queue and the displays.
+    void OnRun() override;
 
   private:
-    std::atomic<float> m_fProgress;  // written by the IO thread, read by any thread
+    /// Runs `f` on the GUI thread and waits; false when the window is closing.
+    template <class F>
+    bool OnGui(F&& f) {
+        return CallOnGuiThread([](void* p) { (*static_cast<F*>(p))(); }, &f);
+    }
+    /// Plays `s` and waits for the player to finish (or the window to close),
+    /// then empties the progress bar. Worker thread.
+    void PlayAndWait(snd_* s);
+
+    std::atomic<float> m_fProgress{0.0f};  // written by the IO thread
+    std::atomic<bool> m_bClosing{false};   // the window is closing: the worker ends
+    SndList m_start_paths;                 // command-line paths, dropped by OnReady
+    bool m_bAudioOpen = false;             // OnShow opened the device
+    bool m_bWorkerDone = false;            // the worker cleared the queue and ends; GUI thread
+    AudioBus* m_pBus = nullptr;            // not owned
 };

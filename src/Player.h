@@ -96,6 +96,7 @@ class Player : public AudioSource, public UThread, public QuvLog {
     bool IsStreaming() const { return m_bStreaming.load(std::memory_order_acquire); }
     float FadeGain() const { return m_fade_out.load(std::memory_order_relaxed); }
     int PlayMax() const { return m_play_max.load(std::memory_order_relaxed); }
+    bool IsPaused() const { return m_bPause.load(std::memory_order_relaxed); }
     /// Source frames per output frame and length in output frames of the sound
     /// last given to Play. Main window's worker (the thread that called Play).
     double Increment() const { return m_dInc; }

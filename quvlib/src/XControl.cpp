@@ -514,6 +514,13 @@ void XControl::DrawWithChilds(XDrawLib* lib) {
 
 void XControl::Redraw() {
     if (!m_bVisible || m_bRedrawing) return;
+    // A hidden ancestor hides this control too: nothing may appear on screen (a
+    // bar of a hidden panel must not draw over the panel shown in its place).
+    for (XControl* up = m_pParent; up; up = up->m_pParent)
+        if (!up->m_bVisible) {
+            m_bDirty = true;
+            return;
+        }
     m_bRedrawing = true;
     XControlHost* host = GetHost();
     // With no window there is nothing to draw into: counts as drawn, as the

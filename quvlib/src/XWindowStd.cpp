@@ -236,36 +236,65 @@ struct XWindowPlatform {
         }
     }
 
-    static gboolean OnDragMotion(GtkWidget*, GdkDragContext* ctx, gint x, gint y, guint time,
+    static GdkAtom UriListAtom() { return gdk_atom_intern_static_string("text/uri-list"); }
+
+    static gboolean OnDragMotion(GtkWidget* widget, GdkDragContext* ctx, gint x, gint y, guint time,
                                  gpointer data) {
         XWindow* w = static_cast<XWindow*>(data);
+        // A target left over from a drop that ended on another widget (its leave
+        // was held back for a drop that never came here) is told now.
+        if (!w->m_bDragInside && w->m_pControlDrag) w->Drag(w->m_xDrag, w->m_yDrag, 2);
         int phase = w->m_bDragInside ? 1 : 0;
         w->m_bDragInside = true;
         w->m_xDrag = x;
         w->m_yDrag = y;
         w->Drag(x, y, phase);
-        gdk_drag_status(ctx, GDK_ACTION_COPY, time);
+        // The window hears every drag, but only one that carries files may drop.
+        GdkDragAction action = GdkDragAction(0);
+        if (gtk_drag_dest_find_target(widget, ctx, nullptr) == UriListAtom()) {
+            GdkDragAction offered = gdk_drag_context_get_actions(ctx);
+            action = (offered & GDK_ACTION_COPY) ? GDK_ACTION_COPY
+                                                 : gdk_drag_context_get_suggested_action(ctx);
+        }
+        gdk_drag_status(ctx, action, time);
         return TRUE;
     }
 
     static void OnDragLeave(GtkWidget*, GdkDragContext*, guint, gpointer data) {
         XWindow* w = static_cast<XWindow*>(data);
         w->m_bDragInside = false;
-        w->Drag(w->m_xDrag, w->m_yDrag, 2);
+        // The toolkit also sends a leave just before a drop. Passing that on would
+        // take the target away from the drop, so the drop handler ends the drag.
+        GdkEvent* event = gtk_get_current_event();
+        bool dropping = event && event->type == GDK_DROP_START;
+        if (event) gdk_event_free(event);
+        if (!dropping) w->Drag(w->m_xDrag, w->m_yDrag, 2);
     }
 
     static gboolean OnDragDrop(GtkWidget* widget, GdkDragContext* ctx, gint, gint, guint time,
-                               gpointer) {
-        gtk_drag_get_data(widget, ctx, gdk_atom_intern_static_string("text/uri-list"), time);
+                               gpointer data) {
+        if (gtk_drag_dest_find_target(widget, ctx, nullptr) != UriListAtom()) {
+            XWindow* w = static_cast<XWindow*>(data);
+            w->Drag(w->m_xDrag, w->m_yDrag, 2);
+            gtk_drag_finish(ctx, FALSE, FALSE, time);
+            return TRUE;
+        }
+        gtk_drag_get_data(widget, ctx, UriListAtom(), time);
         return TRUE;
     }
 
     static void OnDragData(GtkWidget*, GdkDragContext* ctx, gint x, gint y, GtkSelectionData* data,
                            guint, guint time, gpointer user) {
         XWindow* w = static_cast<XWindow*>(user);
-        OpaqueDragRef drag;
         gchar** uris = gtk_selection_data_get_uris(data);
-        for (gchar** u = uris; u && *u; ++u) drag.uris.push_back(*u);
+        if (!uris) {
+            // The source sent nothing usable: no drop, the drag just ends.
+            w->Drag(x, y, 2);
+            gtk_drag_finish(ctx, FALSE, FALSE, time);
+            return;
+        }
+        OpaqueDragRef drag;
+        for (gchar** u = uris; *u; ++u) drag.uris.push_back(*u);
         g_strfreev(uris);
         w->Drop(&drag, x, y);
         gtk_drag_finish(ctx, TRUE, FALSE, time);
@@ -335,6 +364,7 @@ XWindow::XWindow()
 
 XWindow::~XWindow() {
     CancelGuiCalls();
+    SetFrameTimer(false);
     delete[] m_firstFrameFile;
     // No tick may be posted into the queue while it goes away.
     TimerStop();
@@ -472,6 +502,9 @@ void XWindow::CreateToolBar(int, int cy) {
 void XWindow::EnableDropFile() {
     m_bDropEnabled = true;
     if (!m_hGuiView) return;
+    // Called again by Create for a view made later: connect each view only once.
+    if (g_object_get_data(G_OBJECT(m_hGuiView), "quvlib-drop")) return;
+    g_object_set_data(G_OBJECT(m_hGuiView), "quvlib-drop", this);
     static const GtkTargetEntry targets[] = {{const_cast<gchar*>("text/uri-list"), 0, 0}};
     gtk_drag_dest_set(m_hGuiView, GtkDestDefaults(0), targets, 1,
                       GdkDragAction(GDK_ACTION_COPY | GDK_ACTION_MOVE | GDK_ACTION_LINK));
@@ -1018,4 +1051,23 @@ void XWindow::SetFirstFrameFile(const char* path) {
     size_t n = strlen(path) + 1;
     m_firstFrameFile = new char[n];
     memcpy(m_firstFrameFile, path, n);
+}
+
+namespace {
+gboolean FrameTick(gpointer data) {
+    XWindow* w = static_cast<XWindow*>(data);
+    if (w->IsVisible()) w->OnFrame();
+    return G_SOURCE_CONTINUE;
+}
+}  // namespace
+
+void XWindow::SetFrameTimer(bool on) {
+    if (on == (m_frameTimer != 0)) return;
+    if (on) {
+        // About 30 frames a second: smooth for a bar, cheap for the GUI thread.
+        m_frameTimer = g_timeout_add(33, FrameTick, this);
+    } else {
+        g_source_remove(m_frameTimer);
+        m_frameTimer = 0;
+    }
 }

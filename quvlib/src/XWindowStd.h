@@ -84,6 +84,10 @@ class XWindow : public XWindowBase {
     /// Called on the GUI thread by Update before the dirty controls are drawn, so
     /// that a window can move values other threads left for it into its controls.
     virtual void OnUpdate() {}
+    /// Called on the GUI thread about 30 times a second while the frame timer runs
+    /// (SetFrameTimer): for displays that follow values other threads change
+    /// continuously, which then need not post anything.
+    virtual void OnFrame() {}
 
     // ---- setup ----
 
@@ -209,6 +213,12 @@ class XWindow : public XWindowBase {
     /// drawn frame into `path` (null = nothing is written); for measuring start-up.
     /// Call before the window is shown. GUI thread.
     void SetFirstFrameFile(const char* path);
+    /// Starts (true) or stops the frame timer that calls OnFrame while the window
+    /// is visible. Starting a running timer or stopping a stopped one does nothing.
+    /// GUI thread.
+    void SetFrameTimer(bool on);
+    /// Whether the frame timer runs.
+    bool HasFrameTimer() const { return m_frameTimer != 0; }
 
     // ---- platform event entry points (the view's and window's handlers) ----
 
@@ -271,4 +281,5 @@ class XWindow : public XWindowBase {
     double m_wheelX = 0, m_wheelY = 0;              // unused fractions of smooth scrolling
     std::atomic<bool> m_bGuiCallsCancelled{false};  // set by CancelGuiCalls
     char* m_firstFrameFile = nullptr;               // owned; null once written
+    unsigned m_frameTimer = 0;                      // the frame timer's source id, 0 = none
 };

@@ -37,7 +37,9 @@ class CountingWindow : public XWindow {
         SetTitle(const_cast<char*>("services"));
     }
     void OnUpdate() override { ++updates; }
+    void OnFrame() override { ++frames; }
     std::atomic<int> updates{0};
+    std::atomic<int> frames{0};
 };
 
 struct CallRecord {
@@ -145,4 +147,31 @@ TEST_F(XWindowServices, TheFirstFrameTimeIsWrittenOnceWhenTheWindowFirstDraws) {
     Pump();
     EXPECT_NE(access(path.c_str(), F_OK), 0) << "only the first frame is stamped";
     w.Hide();
+}
+
+TEST_F(XWindowServices, TheFrameTimerCallsOnFrameWhileItRunsAndTheWindowIsVisible) {
+    CountingWindow w;
+    w.Show();
+    Pump();
+    w.SetFrameTimer(true);
+    w.SetFrameTimer(true);  // a second start changes nothing
+    EXPECT_TRUE(w.HasFrameTimer());
+    EXPECT_TRUE(PumpUntil([&] { return w.frames.load() >= 3; }));
+    w.SetFrameTimer(false);
+    EXPECT_FALSE(w.HasFrameTimer());
+    int stopped = w.frames.load();
+    for (int i = 0; i < 10; ++i) {
+        Pump();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(w.frames.load(), stopped) << "no frames after the timer stopped";
+    w.SetFrameTimer(true);
+    w.Hide();
+    int hidden = w.frames.load();
+    for (int i = 0; i < 10; ++i) {
+        Pump();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(w.frames.load(), hidden) << "a hidden window gets no frames";
+    w.SetFrameTimer(false);
 }

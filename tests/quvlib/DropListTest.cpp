@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -66,4 +68,67 @@ TEST(CDropList, ANullDragHasNoItems) {
     CDropList list(nullptr);
     EXPECT_EQ(list.m_count, 0);
     EXPECT_STREQ(list.GetPath(0), "");
+}
+
+TEST(CDropList, APathOf4000BytesIsCutTo499BytesWithoutOverflowingTheBuffer) {
+    std::string name(4000, 'b');
+    OpaqueDragRef drag;
+    drag.uris = {"file:///" + name};
+    CDropList list(&drag);
+    std::string path = list.GetPath(0);
+    EXPECT_EQ(path.size(), sizeof list.m_path - 1);
+    EXPECT_EQ(path, "/" + name.substr(0, 498));
+}
+
+TEST(CDropList, PercentEncodedNamesArriveAsTheirOwnBytes) {
+    OpaqueDragRef drag;
+    drag.uris = {"file:///s/100%25%20snare.wav", "file:///s/Kl%C3%A4nge%201.wav",
+                 "file:///s/a%23b.aif"};
+    CDropList list(&drag);
+    EXPECT_EQ(std::string(list.GetPath(0)), "/s/100% snare.wav");
+    EXPECT_EQ(std::string(list.GetPath(1)), "/s/Kl\xC3\xA4nge 1.wav");
+    EXPECT_EQ(std::string(list.GetPath(2)), "/s/a#b.aif");
+}
+
+TEST(CDropList, AFolderGivenWithATrailingSlashGetsNoSecondOne) {
+    std::string dir = ScratchDir();
+    OpaqueDragRef drag;
+    drag.uris = {"file://" + dir + "/"};
+    CDropList list(&drag);
+    EXPECT_EQ(std::string(list.GetPath(0)), dir + "/");
+}
+
+TEST(CDropList, AFolderWhosePathFillsTheBufferEndsInSlashUpTo499Bytes) {
+    // Nested folders whose path is 498 bytes: the '/' still fits, as the last byte.
+    std::string dir = ScratchDir() + "/deep";
+    mkdir(dir.c_str(), 0755);
+    while (dir.size() < 498) {
+        // Never leave exactly one byte to fill: a component needs "/" and a letter.
+        size_t remaining = 498 - dir.size();
+        size_t part = std::min<size_t>(100, remaining - 1);
+        if (remaining - 1 - part == 1) --part;
+        dir += "/" + std::string(part, 'd');
+        ASSERT_TRUE(mkdir(dir.c_str(), 0755) == 0 || errno == EEXIST) << dir;
+    }
+    ASSERT_EQ(dir.size(), 498u);
+    OpaqueDragRef drag;
+    drag.uris = {"file://" + dir};
+    CDropList list(&drag);
+    EXPECT_EQ(std::string(list.GetPath(0)), dir + "/");
+    // One more byte and the path alone fills the buffer: it is cut, and no '/'
+    // is written past its end.
+    std::string longer = dir + "/e";
+    mkdir(longer.c_str(), 0755);
+    drag.uris = {"file://" + longer};
+    CDropList list2(&drag);
+    EXPECT_EQ(std::string(list2.GetPath(0)), longer.substr(0, 499));
+}
+
+TEST(CDropList, AFileItemAfterAnOtherSchemeItemReplacesThePreviousResult) {
+    OpaqueDragRef drag;
+    drag.uris = {"http://example.org/a.wav", "file:///b.wav", "ftp://x/c.wav"};
+    CDropList list(&drag);
+    EXPECT_STREQ(list.GetPath(0), "");
+    EXPECT_STREQ(list.GetPath(1), "/b.wav");
+    EXPECT_STREQ(list.GetPath(2), "/b.wav");
 }

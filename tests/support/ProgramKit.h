@@ -24,7 +24,9 @@
 
 namespace programkit {
 
-inline void SleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+inline void SleepMs(int ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
 
 /// Runs `cmd` with the shell and returns its standard output (without the last
 /// line feed); `status` gets the exit status when given.
@@ -57,14 +59,17 @@ inline std::string Quote(const std::string& s) {
 }
 
 /// The program under test.
-inline std::string ProgramPath() { return std::string(VELOTUNE_BINARY_DIR) + "/velotune"; }
+inline std::string ProgramPath() {
+    return std::string(VELOTUNE_BINARY_DIR) + "/velotune";
+}
 
 /// Where the program writes its log: the desktop folder of the test HOME.
 inline std::string LogPath() {
     const char* home = getenv("HOME");
     std::string h = home ? home : "/tmp";
     struct stat st {};
-    if (stat((h + "/Desktop").c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return h + "/Desktop/velotune.txt";
+    if (stat((h + "/Desktop").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        return h + "/Desktop/velotune.txt";
     return h + "/velotune.txt";
 }
 
@@ -135,9 +140,10 @@ class Recorder {
     explicit Recorder(std::string path) : m_path(std::move(path)) {}
     bool Start() {
         unlink(m_path.c_str());
-        std::string cmd = "exec parec -d out.monitor --raw --format=s16le --rate=44100 --channels=2 "
-                          "--latency-msec=20 > " +
-                          Quote(m_path);
+        std::string cmd =
+            "exec parec -d out.monitor --raw --format=s16le --rate=44100 --channels=2 "
+            "--latency-msec=20 > " +
+            Quote(m_path);
         bool ok = m_proc.Start({"/bin/sh", "-c", cmd});
         // The recorder is running once its file exists.
         for (int i = 0; ok && i < 250 && access(m_path.c_str(), F_OK) != 0; ++i) SleepMs(20);
@@ -265,7 +271,8 @@ inline Geometry WindowGeometry(const std::string& id) {
     std::string out = Shell("xdotool getwindowgeometry --shell " + id);
     sscanf(strstr(out.c_str(), "X=") ? strstr(out.c_str(), "X=") : "", "X=%d", &g.x);
     sscanf(strstr(out.c_str(), "Y=") ? strstr(out.c_str(), "Y=") : "", "Y=%d", &g.y);
-    sscanf(strstr(out.c_str(), "WIDTH=") ? strstr(out.c_str(), "WIDTH=") : "", "WIDTH=%d", &g.width);
+    sscanf(strstr(out.c_str(), "WIDTH=") ? strstr(out.c_str(), "WIDTH=") : "", "WIDTH=%d",
+           &g.width);
     sscanf(strstr(out.c_str(), "HEIGHT=") ? strstr(out.c_str(), "HEIGHT=") : "", "HEIGHT=%d",
            &g.height);
     return g;
@@ -276,8 +283,11 @@ inline Geometry WindowGeometry(const std::string& id) {
 inline int ClickView(const std::string& id, int x, int y, int viewHeight = 135) {
     Geometry g = WindowGeometry(id);
     int top = g.height - viewHeight;
-    return system(("xdotool mousemove --sync " + std::to_string(g.x + x) + " " +
-                   std::to_string(g.y + top + y) + " click 1")
+    std::string sx = std::to_string(g.x + x), sy = std::to_string(g.y + top + y);
+    // "--sync" waits for the pointer to move: a click where the pointer already
+    // is would wait for ever, so it first steps one pixel aside.
+    return system(("xdotool mousemove --sync " + std::to_string(g.x + x + 1) + " " + sy +
+                   " mousemove --sync " + sx + " " + sy + " click 1")
                       .c_str());
 }
 

@@ -483,10 +483,10 @@ TEST(PlaybackSystem, AReaderFailingMidSoundEndsTheSoundEarlyWithOneLogLine) {
     const std::string mp3 = testfiles::TempPath("play_damaged.mp3");
     testfiles::DamagedMp3 info;
     ASSERT_TRUE(testfiles::WriteDamagedMp3(mp3, 3, &info));
+    MainDlg window;  // opens the program's log: the test's own log is opened after it
     const std::string log = testfiles::TempPath("play_damaged_log.txt");
     QuvLog logger;
     logger.LogOpen(log.c_str(), "playback test");
-    MainDlg window;
     Player player;
     player.Init(&window);
     snd_mac reader;
