@@ -13,7 +13,7 @@ PACKAGES := build-essential cmake ninja-build pkg-config googletest libgtest-dev
             sox libsox-fmt-mp3 lame time python3 desktop-file-utils clang-14 libclang-rt-14-dev \
             mpv
 
-.PHONY: all deps build run test test-plain test-asan test-tsan bench clean format
+.PHONY: all deps build run test test-plain test-asan test-tsan bench soak clean format
 
 all: build
 
@@ -41,8 +41,13 @@ test-asan: deps
 test-tsan: deps
 	@bash tools/test.sh thread build-tsan
 
+# One table of figures, each beside references measured in the same run (about 12 min).
 bench: build
-	@bash bench/run.sh
+	@bash bench/run.sh build
+
+# A long run driven like a user (SOAK_MINUTES, default 10), then health checks. Not in CI.
+soak: build
+	@bash tools/soak.sh build
 
 format:
 	@clang-format -i $$(git ls-files '*.cpp' '*.h')
