@@ -73,8 +73,10 @@ def summarise(rows, out_md=None):
     # known names in their default order, others after them in order of appearance
     po = [p[0] for p in DEFAULT_PEERS]
     io = [i[0] for i in DEFAULT_INPUTS]
-    peers.sort(key=lambda p: po.index(p) if p in po else len(po) + peers.index(p))
-    inputs.sort(key=lambda i: io.index(i) if i in io else len(io) + inputs.index(i))
+    # (list.sort empties the list while it sorts: look positions up in copies)
+    seen_p, seen_i = list(peers), list(inputs)
+    peers.sort(key=lambda p: po.index(p) if p in po else len(po) + seen_p.index(p))
+    inputs.sort(key=lambda i: io.index(i) if i in io else len(io) + seen_i.index(i))
     lines = []
     lines.append('| peer | input | n | first audio ms | CPU ms per audio s | peak RSS MiB | sample check | tail missing ms | exit after last audio ms |')
     lines.append('|---|---|---|---|---|---|---|---|---|')
