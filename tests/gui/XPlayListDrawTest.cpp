@@ -1,14 +1,20 @@
 // Pixel tests of the playlist view.
 #include <cairo.h>
 #include <gtest/gtest.h>
+#include <gtk/gtk.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "../quvlib/ControlHostDouble.h"
 #include "ControlCanvas.h"
 #include "XPlayList.h"
+#include "XWindowStd.h"
 
 namespace {
 const XColor kBack(39, 44, 54, 255);
@@ -262,6 +268,65 @@ TEST(XPlayListDraw, AControlShorterThanTheHeaderDrawsNoEntry) {
     d.Draw();
     EXPECT_EQ(d.list.m_first_visible, 1);
     for (int y = 0; y < 12; ++y) EXPECT_NE(d.canvas.At(6, y), kGreen);
+}
+
+namespace {
+// A window that records the commands its controls send.
+class ListWindow : public XWindow {
+  public:
+    int OnCommand(unsigned long id, long wParam, long) override {
+        commands.push_back({id, wParam});
+        return 0;
+    }
+    std::vector<std::pair<unsigned long, long>> commands;
+};
+
+void Pump() {
+    for (int round = 0; round < 3; ++round)
+        while (g_main_context_iteration(nullptr, FALSE)) {
+        }
+}
+}  // namespace
+
+TEST(XPlayListWindow, InARealWindowAClickOnARowSendsItsEntryAndATooltipShowsOverIt) {
+    ASSERT_TRUE(gtk_init_check(nullptr, nullptr)) << "no X display";
+    ListWindow* w = new ListWindow;
+    char title[] = "playlist test";
+    w->SetTitle(title);
+    w->SetSize(400, 135);
+    w->Create();
+    XPlayList* list = new XPlayList(nullptr, XRect(0, 0, 0, 0), 5);
+    w->AddControl(list);
+    w->Show();
+    Pump();
+    for (int i = 0; i < 10; ++i)
+        list->Add(("/s/" + std::to_string(i) + ".wav").c_str(), 44100, 16, 2);
+    // Drawing is what records the first entry shown; give the window time to draw.
+    for (int i = 0; i < 1000 && list->m_first_visible != 2; ++i) {
+        Pump();
+        if (list->m_first_visible != 2) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    // 135 pixels show (135 - 20) / 14 = 8 rows: the entries in slots 2 to 9.
+    EXPECT_EQ(list->m_first_visible, 2);
+    w->MouseDown(50, 10, 1, false, false);  // the header
+    w->MouseUp(50, 10, 1);
+    EXPECT_TRUE(w->commands.empty());
+    w->MouseDown(50, 20 + 14 * 7 + 3, 1, false, false);  // the last row: the newest entry
+    w->MouseUp(50, 20 + 14 * 7 + 3, 1);
+    w->MouseDown(50, 20 + 3, 1, false, false);  // the first row
+    w->MouseUp(50, 20 + 3, 1);
+    ASSERT_EQ(w->commands.size(), 2u);
+    EXPECT_EQ(w->commands[0].first, 5u);
+    EXPECT_EQ(w->commands[0].second, 9);
+    EXPECT_EQ(w->commands[1].second, 2);
+    w->MouseMove(60, 40, 0);
+    for (int i = 0; i < 3; ++i) w->TimerTick();
+    EXPECT_TRUE(w->GetToolTip()->IsShown());
+    w->MouseMove(60, 8, 0);  // over the header: no entry, no tooltip
+    for (int i = 0; i < 3; ++i) w->TimerTick();
+    EXPECT_FALSE(w->GetToolTip()->IsShown());
+    delete w;
+    Pump();
 }
 
 // Renders a sample playlist for the documentation when VELOTUNE_WRITE_DOCS=1.

@@ -418,3 +418,24 @@ TEST(XPlayList, NoTooltipOverTheHeaderOrBelowTheEntries) {
     EXPECT_TRUE(f.host.tips.empty());
     EXPECT_EQ(f.list.OnToolTip(50, 10), 0);
 }
+
+TEST(XPlayList, EveryChoiceRedrawsTheList) {
+    ListFixture f;
+    f.AddRange(0, 5);
+    f.list.Select(0);
+    ASSERT_NE(f.list.NextPath(), nullptr);
+    f.host.drawn.clear();
+    f.list.Select(3);
+    f.list.Prev();
+    f.list.Next();
+    ASSERT_EQ(f.host.drawn.size(), 3u);
+    for (XControl* c : f.host.drawn) EXPECT_EQ(c, &f.list);
+}
+
+TEST(XPlayList, NextPathThatReturnsNullDoesNotRedraw) {
+    ListFixture f;
+    f.AddRange(0, 2);
+    f.host.drawn.clear();
+    EXPECT_EQ(f.list.NextPath(), nullptr);
+    EXPECT_TRUE(f.host.drawn.empty());
+}

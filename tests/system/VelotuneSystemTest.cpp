@@ -10,8 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "../gui/ControlCanvas.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
+#include "XPlayList.h"
 
 using namespace programkit;
 
@@ -82,6 +84,38 @@ std::vector<Segment> WaitForSounds(const Recorder& rec, size_t count, double qui
     return segs;
 }
 
+// The share of pixels that differ (any channel by more than 8) between the
+// view's top `rows` rows in an RGB screenshot of the window and `canvas`.
+double Mismatch(const std::vector<unsigned char>& shot, const Geometry& g, int viewTop,
+                const ControlCanvas& canvas, int rows) {
+    long differ = 0, total = 0;
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < canvas.Width(); ++x) {
+            size_t at = (static_cast<size_t>(viewTop + y) * g.width + x) * 3;
+            if (at + 2 >= shot.size()) return 1.0;
+            XColor c = canvas.At(x, y);
+            int d = std::max({std::abs(shot[at] - c.red()), std::abs(shot[at + 1] - c.green()),
+                              std::abs(shot[at + 2] - c.blue())});
+            differ += d > 8;
+            ++total;
+        }
+    return total ? static_cast<double>(differ) / total : 1.0;
+}
+
+// What the playlist should show after the two sounds of a folder played, drawn
+// off the screen by the program's own playlist view.
+void DrawExpectedList(ControlCanvas& canvas, const std::vector<std::string>& paths,
+                      const std::vector<int>& bits, const std::vector<int>& channels, int rate) {
+    XPlayList list(nullptr, XRect(0, 0, canvas.Width() - 1, canvas.Height() - 1), 5);
+    list.PlaceIn(XRect(0, 0, canvas.Width() - 1, canvas.Height() - 1));
+    for (size_t i = 0; i < paths.size(); ++i) {
+        list.Add(const_cast<char*>(paths[i].c_str()), rate, bits[i], channels[i]);
+        list.NextPath();  // the worker asks for the next entry at every sound's end
+    }
+    canvas.Clear();
+    canvas.Draw(&list);
+}
+
 class Velotune : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -135,6 +169,34 @@ TEST_F(Velotune, AFolderOnTheCommandLinePlaysItsSoundsInOrderAndTheRecordingMatc
         EXPECT_LE(BestMatch(left, segs[i].start, expected), 2)
             << order[i] << " is not what was recorded";
     }
+    // The playlist shows both entries with rate, bits and channels: make the
+    // window one row taller, so two rows fit, and compare it with the view drawn
+    // off the screen.
+    Geometry g = WindowGeometry(window);
+    ASSERT_EQ(system(("xdotool windowsize --sync " + window + " " + std::to_string(g.width) + " " +
+                      std::to_string(g.height + 14))
+                         .c_str()),
+              0);
+    SleepMs(500);
+    Geometry shotSize;
+    std::vector<unsigned char> shot =
+        Screenshot(window, testfiles::TempPath("folder-a.rgb"), &shotSize);
+    ASSERT_EQ(shot.size(), static_cast<size_t>(shotSize.width) * shotSize.height * 3);
+    int viewTop = shotSize.height - 149;
+    std::vector<std::string> paths = {dir + "/" + order[0], dir + "/" + order[1]};
+    auto bitsOf = [](const std::string&) { return 16; };
+    auto channelsOf = [](const std::string&) { return 2; };
+    // The playlist is 0 to 35 high at first (its last row lies under the panel
+    // below), 50 rows once the window grew by 14; 49 of them are seen.
+    ControlCanvas expected(shotSize.width, 50);
+    DrawExpectedList(expected, paths, {bitsOf(order[0]), bitsOf(order[1])},
+                     {channelsOf(order[0]), channelsOf(order[1])}, 44100);
+    double same = Mismatch(shot, shotSize, viewTop, expected, 49);
+    ControlCanvas wrong(shotSize.width, 50);
+    DrawExpectedList(wrong, paths, {16, 16}, {2, 2}, 48000);
+    double other = Mismatch(shot, shotSize, viewTop, wrong, 49);
+    EXPECT_LT(same, 0.01) << "the playlist does not show the two entries as expected";
+    EXPECT_GT(other, same + 0.002) << "the comparison does not tell rates apart";
     EXPECT_EQ(Quit(), 0);
 }
 
@@ -305,5 +367,70 @@ TEST_F(Velotune, RealClicksOnTheControlsChangeTheRecordingAsDesigned) {
     ASSERT_GE(s3, 0);
     EXPECT_LT(ev[static_cast<size_t>(s3)].seconds, 2.1);
     EXPECT_EQ(Find(ev, static_cast<size_t>(s3), hz[3]), -1) << "after stop nothing more plays";
+    EXPECT_EQ(Quit(), 0);
+}
+
+// ---- real drags from another application ----
+
+namespace {
+
+// Drags `paths` from the test drag source onto view point (x, y) of the window.
+int DragOnto(const std::string& window, int x, int y, const std::vector<std::string>& paths) {
+    ViewToScreen(window, x, y);
+    std::string cmd = "VELOTUNE_DRAG_SOURCE=" + Quote(VELOTUNE_DRAG_SOURCE) + " bash " +
+                      Quote(std::string(VELOTUNE_SOURCE_DIR) + "/tests/scripts/drag-files.sh") +
+                      " " + std::to_string(x) + " " + std::to_string(y);
+    for (const std::string& p : paths) cmd += " " + Quote(p);
+    int rc = system(cmd.c_str());
+    return WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+}
+
+}  // namespace
+
+TEST_F(Velotune, AFolderDroppedByARealDragPlaysLikeOneGivenOnTheCommandLine) {
+    std::string dir = Folder("folder-b");
+    std::vector<short> a = WriteTone(dir + "/A.WAV", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 441.0, 1.0);
+    std::vector<short> b =
+        WriteTone(dir + "/b.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 661.5, 1.0);
+    WriteTone(dir + "/.hidden.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 882.0, 1.0);
+    ASSERT_TRUE(testfiles::WriteBytes(dir + "/c.txt", {'t', 'e', 'x', 't', '\n'}));
+    std::vector<std::string> order;
+    for (const std::string& n : Listing(dir))
+        if (n == "A.WAV" || n == "b.aiff") order.push_back(n);
+
+    Recorder rec(testfiles::TempPath("folder-b.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({});
+    // Onto the playlist, away from the drag source's window at the top left.
+    ASSERT_EQ(DragOnto(window, 300, 20, {dir}), 0) << "the window did not take the drop";
+    std::vector<Segment> segs = WaitForSounds(rec, 2, 1.5, 20000);
+    rec.Stop();
+    std::vector<int16_t> left = rec.Left();
+    ASSERT_EQ(segs.size(), 2u);
+    for (size_t i = 0; i < 2; ++i) {
+        bool first = order[i] == "A.WAV";
+        EXPECT_NEAR(segs[i].hz, first ? 441.0 : 661.5, 2.0) << order[i];
+        EXPECT_LE(BestMatch(left, segs[i].start, first ? a : b), 2) << order[i];
+    }
+    EXPECT_EQ(Quit(), 0);
+}
+
+TEST_F(Velotune, ASecondDropDuringPlaybackPlaysAfterTheCurrentItems) {
+    std::string first = Folder("drop-e1"), second = Folder("drop-e2");
+    WriteTone(first + "/1.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 441.0, 1.5);
+    WriteTone(first + "/2.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 441.0, 1.5);
+    WriteTone(second + "/3.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 882.0, 0.8);
+    Recorder rec(testfiles::TempPath("drop-e.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({first});
+    ASSERT_FALSE(WaitForSounds(rec, 1, -100, 20000).empty());
+    ASSERT_EQ(DragOnto(window, 300, 20, {second}), 0);
+    std::vector<Segment> segs = WaitForSounds(rec, 3, 1.5, 20000);
+    rec.Stop();
+    ASSERT_EQ(segs.size(), 3u);
+    EXPECT_NEAR(segs[0].hz, 441.0, 2.0);
+    EXPECT_NEAR(segs[1].hz, 441.0, 2.0);
+    EXPECT_NEAR(segs[2].hz, 882.0, 2.0) << "the dropped folder plays after the first one";
+    for (const Segment& s : segs) EXPECT_GT(s.Length(), 0.7 * 44100) << "nothing was cut short";
     EXPECT_EQ(Quit(), 0);
 }
