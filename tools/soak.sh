@@ -146,8 +146,10 @@ done
 [ -n "$wid" ] || { echo "soak: the window did not appear" >&2; cat "$run/program.out" >&2; exit 1; }
 
 geometry() {  # sets gx gy gw gh
-    eval "$(xdotool getwindowgeometry --shell "$wid" | sed -n 's/^\(X\|Y\|WIDTH\|HEIGHT\)=/g_\1=/p')"
-    gx=$g_X gy=$g_Y gw=$g_WIDTH gh=$g_HEIGHT
+    local out
+    out=$(xdotool getwindowgeometry --shell "$wid")
+    gx=$(sed -n 's/^X=//p' <<< "$out") gy=$(sed -n 's/^Y=//p' <<< "$out")
+    gw=$(sed -n 's/^WIDTH=//p' <<< "$out") gh=$(sed -n 's/^HEIGHT=//p' <<< "$out")
 }
 # Clicks button 1 at view point ($1, $2); the pointer first steps one pixel
 # aside, since a --sync move to where it already is would never return.
