@@ -64,8 +64,8 @@ def main():
     a = ap.parse_args()
     os.makedirs(a.out, exist_ok=True)
     progs = []
-    for spec in a.programs:
-        name, cmd = spec.split('=', 1)
+    for item in a.programs:
+        name, cmd = item.split('=', 1)
         argv = shlex.split(cmd)
         env_var = None
         if argv[0].startswith('env:'):
