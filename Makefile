@@ -41,7 +41,7 @@ test-asan: deps
 test-tsan: deps
 	@bash tools/test.sh thread build-tsan
 
-# One table of figures, each beside references measured in the same run (about 12 min).
+# One table of figures, each beside references measured in the same run (about 10 min).
 bench: build
 	@bash bench/run.sh build
 
