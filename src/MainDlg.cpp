@@ -16,6 +16,7 @@
 #include "AudioBus.h"
 #include "AudioDevCore.h"
 #include "DropList.h"
+#include "StdMenu.h"
 #include "XButton.h"
 #include "XCheckBox.h"
 #include "XClass.h"
@@ -69,8 +70,14 @@ MainDlg::~MainDlg() {
 
 int MainDlg::OnCreate() {
     SetIcon(0);
-    // The menu bar with the application menu and its "About Velotune..." (4).
-    CreateMenuBar();
+    AddMacMenuItem(const_cast<char*>("About Velotune..."), 4, false);
+    if (StdMenu* bar = CreateMenuBar()) {
+        // Kept from the window's first design; the three items have no action.
+        StdMenu* file = bar->AddMenu("File");
+        file->AddMenuItem("New File", 0);
+        file->AddMenuItem("Open File", 1);
+        file->AddMenuItem("Save File", 2);
+    }
     EnableDropFile();
 
     char textBox[] = "XTextBox";

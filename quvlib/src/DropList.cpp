@@ -11,10 +11,18 @@ CDropList::CDropList(const OpaqueDragRef* drag) : m_hDrop(drag) {
 
 const char* CDropList::GetPath(int i) {
     if (!m_hDrop || i < 0 || i >= m_count) return m_path;
+    gchar* host = nullptr;
     gchar* file =
-        g_filename_from_uri(m_hDrop->uris[static_cast<size_t>(i)].c_str(), nullptr, nullptr);
-    // Not a file URI: no file-system form, the previous result stands.
-    if (!file) return m_path;
+        g_filename_from_uri(m_hDrop->uris[static_cast<size_t>(i)].c_str(), &host, nullptr);
+    // A file on another machine names no local path: like an item that is not a
+    // file at all, it has no file-system form and the previous result stands.
+    bool local = !host || !*host || std::strcmp(host, "localhost") == 0 ||
+                 std::strcmp(host, g_get_host_name()) == 0;
+    g_free(host);
+    if (!file || !local) {
+        g_free(file);
+        return m_path;
+    }
     size_t len = std::strlen(file);
     if (len > sizeof m_path - 1) len = sizeof m_path - 1;
     std::memcpy(m_path, file, len);

@@ -16,6 +16,8 @@ class CDropList {
     /// The path of item `i` (from 0): the item's file URI as a local path, cut to
     /// at most 499 bytes, with "/" appended when it names a folder. An item that
     /// is not a local file (e.g. http://) or an index out of range leaves m_path
-    /// unchanged: the previous result (empty before any) is returned.
+    /// unchanged: the previous result (empty before any) is returned. So does a
+    /// file URI naming another host ("file://host/..." other than this machine or
+    /// "localhost").
     const char* GetPath(int i);
 };

@@ -1,12 +1,241 @@
 #include "XToolTip.h"
 
-void XToolTip::Show(XWindow*, int x, int y, const char*, bool, const char*) {
+#include <gtk/gtk.h>
+#include <pango/pangocairo.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "XWindowStd.h"
+
+namespace {
+
+const char* const kFamily = "Lucida Grande, DejaVu Sans, sans-serif";
+constexpr int kFontPixels = 11;
+constexpr int kPadX = 3;   // text inset from the left edge
+constexpr int kPadY = 1;   // first line's inset from the top edge
+constexpr int kSlack = 6;  // room left beside a line's text when wrapping
+
+// A layout in the tooltip's font for `cr`; the caller unrefs it.
+PangoLayout* NewLayout(cairo_t* cr) {
+    PangoLayout* layout = pango_cairo_create_layout(cr);
+    PangoFontDescription* desc = pango_font_description_from_string(kFamily);
+    pango_font_description_set_absolute_size(desc, kFontPixels * PANGO_SCALE);
+    pango_layout_set_font_description(layout, desc);
+    pango_font_description_free(desc);
+    return layout;
+}
+
+// Width in pixels of `n` bytes of `s` on one line.
+int Measure(PangoLayout* layout, const char* s, int n) {
+    pango_layout_set_text(layout, s, n);
+    int w = 0, h = 0;
+    pango_layout_get_pixel_size(layout, &w, &h);
+    return w;
+}
+
+void SetSource(cairo_t* cr, XColor c) {
+    cairo_set_source_rgba(cr, c.red() / 255.0, c.green() / 255.0, c.blue() / 255.0,
+                          c.alpha() / 255.0);
+}
+
+gboolean OnDraw(GtkWidget*, cairo_t* cr, gpointer data) {
+    static_cast<XToolTip*>(data)->Draw(cr);
+    return TRUE;
+}
+
+}  // namespace
+
+XToolTip::XToolTip() = default;
+
+XToolTip::~XToolTip() {
+    if (m_hWindow) gtk_widget_destroy(m_hWindow);
+    delete[] m_text;
+}
+
+const char* XToolTip::Line(int i) const {
+    if (i < 0 || i >= m_line_count || !m_line[i]) return "";
+    return m_line[i];
+}
+
+void XToolTip::SetText(const char* text) {
+    if (!text) text = "";
+    size_t need = strlen(text) + 1;
+    if (!m_text || need > static_cast<size_t>(m_text_size)) {
+        // Grow to at least double, so that a run of longer texts reallocates rarely.
+        size_t size = std::max(need, static_cast<size_t>(m_text_size) * 2);
+        delete[] m_text;
+        m_text = new char[size];
+        m_text_size = static_cast<int>(size);
+    }
+    memcpy(m_text, text, need);
+    std::fill(m_line, m_line + kMaxLines, nullptr);
+    m_line[0] = m_text;
+    m_line_count = 1;
+}
+
+bool XToolTip::LoadPic(const char* name) {
+    ClearPic();
+    // Unlike a control's picture, a tooltip's missing picture is not fatal: the
+    // tooltip just shows its text.
+    if (!name || !m_hPic.GetResource(name, nullptr)) return false;
+    m_cx_pic = m_hPic.Width();
+    m_cy_pic = m_hPic.Height();
+    return true;
+}
+
+void XToolTip::ClearPic() {
+    m_hPic.Clear();
+    m_cx_pic = 0;
+    m_cy_pic = 0;
+}
+
+int XToolTip::SplitText(cairo_t* cr, int width) {
+    if (!m_text) SetText("");
+    std::fill(m_line, m_line + kMaxLines, nullptr);
+    PangoLayout* layout = NewLayout(cr);
+    char* lineStart = m_text;
+    m_line[0] = lineStart;
+    m_line_count = 1;
+    char* lastBreak = nullptr;  // the space after the last word that fitted on this line
+    char* q = m_text;
+    for (;;) {
+        char* e = q;
+        while (*e && *e != ' ' && *e != '\r' && *e != '\n') ++e;
+        int w = Measure(layout, lineStart, static_cast<int>(e - lineStart));
+        if (w + kSlack > width && lastBreak) {
+            // The word overflows: the line is cut at the last space and the word
+            // starts the next line (where it is measured again).
+            *lastBreak = '\0';
+            if (m_line_count == kMaxLines) break;
+            lineStart = lastBreak + 1;
+            m_line[m_line_count++] = lineStart;
+            lastBreak = nullptr;
+            q = lineStart;
+            continue;
+        }
+        // The word fits, or it is alone on its line and stays there however wide.
+        if (*e == '\0') break;
+        if (*e == '\r' || *e == '\n') {
+            char* next = e + 1;
+            if (*e == '\r' && *next == '\n') ++next;  // CR LF is one line end
+            *e = '\0';
+            if (m_line_count == kMaxLines) break;
+            lineStart = next;
+            m_line[m_line_count++] = lineStart;
+            lastBreak = nullptr;
+            q = next;
+            continue;
+        }
+        lastBreak = e;
+        q = e + 1;
+    }
+    g_object_unref(layout);
+    return m_line_count;
+}
+
+void XToolTip::Layout(bool fit) {
+    m_cx_win = kDefaultWidth;
+    m_cy_win = kDefaultHeight;
+    bool pic = m_hPic.Exist();
+    if (pic) {
+        m_cx_win = m_cx_pic;
+        m_cy_win = m_cy_pic;
+    }
+    // Measured off-screen: the window may not exist yet.
+    cairo_surface_t* scratch = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
+    cairo_t* cr = cairo_create(scratch);
+    PangoLayout* layout = NewLayout(cr);
+    int tw = Measure(layout, m_text, static_cast<int>(strlen(m_text)));
+    g_object_unref(layout);
+    // A line break always splits, so that a short text with a line feed still
+    // shows as two lines.
+    if (tw + kSlack > m_cx_win || strpbrk(m_text, "\r\n")) {
+        SplitText(cr, m_cx_win);
+    } else if (fit && !pic) {
+        m_cx_win = tw + kSlack;
+    }
+    cairo_destroy(cr);
+    cairo_surface_destroy(scratch);
+    if (!pic) m_cy_win = std::max(kDefaultHeight, m_line_count * kLineHeight + 2 * kPadY + 1);
+}
+
+void XToolTip::Show(XWindow* parent, int x, int y, const char* text, bool fit,
+                    const char* picture) {
+    SetText(text);
+    ClearPic();
+    if (picture && *picture) LoadPic(picture);
+    Layout(fit);
     m_bShown = true;
     ++m_showCount;
     m_x = x;
     m_y = y;
+    m_xWin = x;
+    m_yWin = y;
+    Place(parent);
+}
+
+void XToolTip::Place(XWindow* parent) {
+    GtkWidget* pw = parent ? parent->GetGtkWindow() : nullptr;
+    if (!pw) return;
+    if (!m_hWindow) {
+        m_hWindow = gtk_window_new(GTK_WINDOW_POPUP);
+        gtk_window_set_type_hint(GTK_WINDOW(m_hWindow), GDK_WINDOW_TYPE_HINT_TOOLTIP);
+        gtk_widget_set_app_paintable(m_hWindow, TRUE);
+        g_signal_connect(m_hWindow, "draw", G_CALLBACK(OnDraw), this);
+    }
+    if (m_hParent != pw) {
+        gtk_window_set_transient_for(GTK_WINDOW(m_hWindow), GTK_WINDOW(pw));
+        m_hParent = pw;
+    }
+    // Kept on the screen that holds the asked place.
+    GdkDisplay* display = gtk_widget_get_display(pw);
+    GdkMonitor* monitor = gdk_display_get_monitor_at_point(display, m_x, m_y);
+    if (monitor) {
+        GdkRectangle r;
+        gdk_monitor_get_geometry(monitor, &r);
+        m_xWin = std::max(r.x, std::min(m_x, r.x + r.width - m_cx_win));
+        m_yWin = std::max(r.y, std::min(m_y, r.y + r.height - m_cy_win));
+    }
+    GtkWindow* gw = GTK_WINDOW(m_hWindow);
+    gtk_widget_set_size_request(m_hWindow, m_cx_win, m_cy_win);
+    gtk_window_resize(gw, m_cx_win, m_cy_win);
+    gtk_window_move(gw, m_xWin, m_yWin);
+    gtk_widget_show(m_hWindow);
+    gtk_widget_queue_draw(m_hWindow);
 }
 
 void XToolTip::Hide() {
     m_bShown = false;
+    if (m_hWindow) gtk_widget_hide(m_hWindow);
+}
+
+void XToolTip::Draw(cairo_t* cr) {
+    cairo_save(cr);
+    cairo_set_antialias(cr, CAIRO_ANTIALIAS_NONE);
+    SetSource(cr, BackColor());
+    cairo_rectangle(cr, 0, 0, m_cx_win, m_cy_win);
+    cairo_fill(cr);
+    if (m_hPic.Exist()) {
+        cairo_set_source_surface(cr, m_hPic.GetHandle(), 0, 0);
+        cairo_paint(cr);
+    }
+    if (m_text) {
+        cairo_set_antialias(cr, CAIRO_ANTIALIAS_DEFAULT);
+        PangoLayout* layout = NewLayout(cr);
+        SetSource(cr, TextColor());
+        for (int i = 0; i < m_line_count; ++i) {
+            if (!m_line[i] || !*m_line[i]) continue;
+            pango_layout_set_text(layout, m_line[i], -1);
+            cairo_move_to(cr, kPadX, kPadY + i * kLineHeight);
+            pango_cairo_show_layout(cr, layout);
+        }
+        g_object_unref(layout);
+        cairo_set_antialias(cr, CAIRO_ANTIALIAS_NONE);
+    }
+    SetSource(cr, FrameColor());
+    cairo_set_line_width(cr, 1);
+    cairo_rectangle(cr, 0.5, 0.5, m_cx_win - 1, m_cy_win - 1);
+    cairo_stroke(cr);
+    cairo_restore(cr);
 }

@@ -11,10 +11,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <mutex>
 
 #include "OpaqueDragRef.h"
+#include "StdMenu.h"
+#include "StdToolBar.h"
 #include "XApp.h"
 #include "XControl.h"
 
@@ -226,14 +229,8 @@ struct XWindowPlatform {
 
     static void OnMenuItem(GtkMenuItem* item, gpointer data) {
         XWindow* w = static_cast<XWindow*>(data);
-        unsigned long command = static_cast<unsigned long>(
-            GPOINTER_TO_SIZE(g_object_get_data(G_OBJECT(item), "quvlib-command")));
-        // A command event: first the window (all but 'swin'), then the application.
-        if (command != FourCC("swin")) w->ControlCommand(command, 0, 0);
-        if (XApp* app = XApp::GetApp()) {
-            XAppEvent ev{FourCC("cmds"), 1, static_cast<uint32_t>(command), 128};
-            app->DispatchAppEvent(ev);
-        }
+        w->DispatchCommand(static_cast<unsigned long>(
+            GPOINTER_TO_SIZE(g_object_get_data(G_OBJECT(item), "quvlib-command"))));
     }
 
     static GdkAtom UriListAtom() { return gdk_atom_intern_static_string("text/uri-list"); }
@@ -384,6 +381,13 @@ XWindow::~XWindow() {
         gtk_widget_destroy(m_hWindow);
         m_hWindow = nullptr;
     }
+    // The menu bar and toolbar each hold their platform widget until now.
+    delete m_pMenuBar;
+    m_pMenuBar = nullptr;
+    m_hMacMenu = nullptr;
+    delete m_pToolBar;
+    m_pToolBar = nullptr;
+    m_hToolStrip = nullptr;
 }
 
 bool XWindow::IsGuiThread() {
@@ -467,36 +471,69 @@ void XWindow::SaveWindowPosition() {
     m_xpos->status = 1;
 }
 
-void XWindow::CreateMenuBar() {
-    if (m_hMacMenu) return;
-    m_hMacMenu = gtk_menu_bar_new();
-    g_object_ref_sink(m_hMacMenu);
-    // The application menu (the library's menu 128) with its About item.
-    GtkWidget* top = gtk_menu_item_new_with_label("Velotune");
-    m_hAppMenu = gtk_menu_new();
-    gtk_menu_item_set_submenu(GTK_MENU_ITEM(top), m_hAppMenu);
-    gtk_menu_shell_append(GTK_MENU_SHELL(m_hMacMenu), top);
-    g_signal_connect(m_hAppMenu, "show", G_CALLBACK(XWindowPlatform::OnMenuShow), this);
-    AddMacMenuItem(const_cast<char*>("About Velotune..."), 4, false);
+StdMenu* XWindow::CreateMenuBar() {
+    if (m_pMenuBar) return m_pMenuBar;
+    m_pMenuBar = new StdMenu;
+    m_pMenuBar->CreateMenuBar(this);
+    m_hMacMenu = m_pMenuBar->GetHandle();
+    if (m_hBox) {
+        // Made after the window: it still goes on top.
+        gtk_box_pack_start(GTK_BOX(m_hBox), m_hMacMenu, FALSE, FALSE, 0);
+        gtk_box_reorder_child(GTK_BOX(m_hBox), m_hMacMenu, 0);
+        gtk_widget_show_all(m_hMacMenu);
+    }
+    return m_pMenuBar;
 }
 
 void XWindow::AddMacMenuItem(char* label, unsigned long command, bool separator) {
-    if (!m_hAppMenu) CreateMenuBar();
-    if (separator) gtk_menu_shell_append(GTK_MENU_SHELL(m_hAppMenu), gtk_separator_menu_item_new());
+    CreateMenuBar();
+    if (!m_hAppMenu) {
+        // The application menu (the library's menu 128), always the bar's first.
+        GtkWidget* top = gtk_menu_item_new_with_label("Velotune");
+        m_hAppMenu = gtk_menu_new();
+        gtk_menu_item_set_submenu(GTK_MENU_ITEM(top), m_hAppMenu);
+        gtk_menu_shell_prepend(GTK_MENU_SHELL(m_hMacMenu), top);
+        g_signal_connect(m_hAppMenu, "show", G_CALLBACK(XWindowPlatform::OnMenuShow), this);
+        // Emptying the menu bar destroys it; the next item makes a new one.
+        g_signal_connect(m_hAppMenu, "destroy", G_CALLBACK(gtk_widget_destroyed), &m_hAppMenu);
+        gtk_widget_show(top);
+    }
+    if (separator) {
+        GtkWidget* sep = gtk_separator_menu_item_new();
+        gtk_menu_shell_append(GTK_MENU_SHELL(m_hAppMenu), sep);
+        gtk_widget_show(sep);
+    }
     GtkWidget* item = gtk_menu_item_new_with_label(label ? label : "");
     g_object_set_data(G_OBJECT(item), "quvlib-command",
                       GSIZE_TO_POINTER(static_cast<gsize>(command)));
     g_signal_connect(item, "activate", G_CALLBACK(XWindowPlatform::OnMenuItem), this);
     gtk_menu_shell_append(GTK_MENU_SHELL(m_hAppMenu), item);
-    if (m_hWindow) gtk_widget_show_all(m_hMacMenu);
+    gtk_widget_show(item);
 }
 
-void XWindow::CreateToolBar(int, int cy) {
-    if (m_hToolStrip) return;
-    m_hToolStrip = gtk_toolbar_new();
-    g_object_ref_sink(m_hToolStrip);
+void XWindow::DispatchCommand(unsigned long command) {
+    // A command event: first the window (all but 'swin'), then the application,
+    // which also sees every command.
+    if (command != FourCC("swin")) ControlCommand(command, 0, 0);
+    if (XApp* app = XApp::GetApp()) {
+        XAppEvent ev{FourCC("cmds"), 1, static_cast<uint32_t>(command), 128};
+        app->DispatchAppEvent(ev);
+    }
+}
+
+StdToolBar* XWindow::CreateToolBar(int cx, int cy) {
+    if (m_pToolBar) return m_pToolBar;
+    m_pToolBar = new StdToolBar;
+    m_pToolBar->CreateToolBar(this, cx, cy);
+    m_hToolStrip = m_pToolBar->GetHandle();
     m_toolCy = cy;
-    if (cy > 0) gtk_widget_set_size_request(m_hToolStrip, -1, cy);
+    if (m_hBox) {
+        // Made after the window: just below the menu bar, if any.
+        gtk_box_pack_start(GTK_BOX(m_hBox), m_hToolStrip, FALSE, FALSE, 0);
+        gtk_box_reorder_child(GTK_BOX(m_hBox), m_hToolStrip, m_hMacMenu ? 1 : 0);
+        gtk_widget_show_all(m_hToolStrip);
+    }
+    return m_pToolBar;
 }
 
 void XWindow::EnableDropFile() {
@@ -550,13 +587,11 @@ void XWindow::Create() {
     int extra = 0, minH = 0, natH = 0;
     if (m_hMacMenu) {
         gtk_box_pack_start(GTK_BOX(m_hBox), m_hMacMenu, FALSE, FALSE, 0);
-        g_object_unref(m_hMacMenu);  // the box holds it now
         gtk_widget_get_preferred_height(m_hMacMenu, &minH, &natH);
         extra += natH;
     }
     if (m_hToolStrip) {
         gtk_box_pack_start(GTK_BOX(m_hBox), m_hToolStrip, FALSE, FALSE, 0);
-        g_object_unref(m_hToolStrip);
         gtk_widget_get_preferred_height(m_hToolStrip, &minH, &natH);
         extra += natH;
     }
@@ -993,9 +1028,21 @@ struct GuiCall {
     bool abandoned = false;
 };
 
-gboolean RunGuiCall(gpointer data) {
-    auto* holder = static_cast<std::shared_ptr<GuiCall>*>(data);
-    GuiCall& call = **holder;
+// The calls waiting for the GUI thread, in the order they were handed over. Kept
+// under a mutex of our own rather than passed through the main loop, so the
+// hand-over is visible to the thread checker as well.
+std::mutex g_guiCallsLock;
+std::deque<std::shared_ptr<GuiCall>> g_guiCalls;
+
+gboolean RunGuiCall(gpointer) {
+    std::shared_ptr<GuiCall> next;
+    {
+        std::lock_guard<std::mutex> guard(g_guiCallsLock);
+        if (g_guiCalls.empty()) return G_SOURCE_REMOVE;
+        next = std::move(g_guiCalls.front());
+        g_guiCalls.pop_front();
+    }
+    GuiCall& call = *next;
     {
         std::unique_lock<std::mutex> guard(call.lock);
         if (!call.abandoned) {
@@ -1008,7 +1055,6 @@ gboolean RunGuiCall(gpointer data) {
         call.done = true;
     }
     call.cv.notify_all();
-    delete holder;
     return G_SOURCE_REMOVE;
 }
 
@@ -1026,7 +1072,11 @@ bool XWindow::CallOnGuiThread(void (*fn)(void*), void* arg) {
     call->arg = arg;
     // Always through the GUI thread's loop: invoking directly would run the call
     // on this thread whenever the GUI thread is not iterating its loop.
-    g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, new std::shared_ptr<GuiCall>(call), nullptr);
+    {
+        std::lock_guard<std::mutex> guard(g_guiCallsLock);
+        g_guiCalls.push_back(call);
+    }
+    g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
     std::unique_lock<std::mutex> guard(call->lock);
     while (!call->done) {
         // Wake now and then to notice a window that closes meanwhile: its GUI

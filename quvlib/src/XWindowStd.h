@@ -107,15 +107,25 @@ class XWindow : public XWindowBase {
     void SaveWindowPosition();
     /// Application icon: not used on this platform.
     void SetIcon(int) {}
-    /// Builds the menu bar with the application menu ("About Velotune..."),
-    /// shown above the view. Call before Create.
-    void CreateMenuBar();
-    /// Builds an (empty) toolbar strip between the menu bar and the view. Call
-    /// before Create.
-    void CreateToolBar(int cx, int cy);
-    /// Adds an item to the application menu; choosing it sends `command` to the
+    /// The window's menu bar, made on the first call (later calls return the same
+    /// one) and shown above the view; the window owns and deletes it. Menus added
+    /// to it follow the application menu. May be called before Create or from
+    /// OnCreate.
+    StdMenu* CreateMenuBar();
+    /// The window's toolbar, made on the first call and shown between the menu
+    /// bar and the view, `cy` pixels high when above 0; the window owns and
+    /// deletes it. May be called before Create or from OnCreate.
+    StdToolBar* CreateToolBar(int cx, int cy);
+    /// Adds an item to the application menu "Velotune" (the first menu of the
+    /// menu bar, both made when missing); choosing it sends `command` to the
     /// window as a control command. `separator` adds a separator before it.
     void AddMacMenuItem(char* label, unsigned long command, bool separator);
+    /// A command chosen in a menu or on the toolbar: to ControlCommand (and so
+    /// OnCommand) unless it is 'swin', then to the application object.
+    void DispatchCommand(unsigned long command);
+    /// The menu bar and the toolbar, or null when not made.
+    StdMenu* GetMenuBar() { return m_pMenuBar; }
+    StdToolBar* GetToolBar() { return m_pToolBar; }
     /// Makes the view accept files dropped from other applications.
     void EnableDropFile();
     /// Creates the platform window and its view from the type, size, limits and

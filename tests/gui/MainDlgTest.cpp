@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "MainDlg.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
+#include "StdMenu.h"
 #include "XEditBox.h"
 #include "XPane.h"
 #include "XPlayList.h"
@@ -482,4 +484,28 @@ TEST_F(MainDlgTest,
     EXPECT_TRUE(PumpUntil([&] { return !dlg.IsRunning(); }));
     Pump();
     EXPECT_EQ(Entries(dlg.m_pPlayList), std::vector<std::string>{dir + "/one.wav"});
+}
+
+TEST_F(MainDlgTest, TheMenusHoldAboutVelotuneWithCommandFourAndTheFileMenuWithItsThreeItems) {
+    ASSERT_NE(dlg.GetMenuBar(), nullptr);
+    std::vector<std::string> labels;
+    GtkWidget* window = dlg.GetGtkWindow();
+    ASSERT_NE(window, nullptr);
+    // Walk the menu bar's items and their menus.
+    std::function<void(GtkWidget*)> walk = [&](GtkWidget* w) {
+        if (GTK_IS_MENU_ITEM(w)) {
+            const char* label = gtk_menu_item_get_label(GTK_MENU_ITEM(w));
+            if (label && *label) labels.push_back(label);
+            if (GtkWidget* sub = gtk_menu_item_get_submenu(GTK_MENU_ITEM(w))) walk(sub);
+        }
+        if (GTK_IS_CONTAINER(w)) {
+            GList* children = gtk_container_get_children(GTK_CONTAINER(w));
+            for (GList* c = children; c; c = c->next) walk(GTK_WIDGET(c->data));
+            g_list_free(children);
+        }
+    };
+    walk(window);
+    std::vector<std::string> expected = {"Velotune", "About Velotune...", "File",
+                                         "New File", "Open File",         "Save File"};
+    EXPECT_EQ(labels, expected);
 }

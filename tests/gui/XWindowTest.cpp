@@ -667,6 +667,8 @@ TEST_F(XWindowTest, TheWindowShowsAtItsContentSize) {
 TEST_F(XWindowTest, MenuBarSitsAboveTheViewAndItsItemsSendCommands) {
     TestWindow m;
     m.SetSize(120, 80);
+    char about[] = "About Velotune...";
+    m.AddMacMenuItem(about, 4, false);
     m.CreateMenuBar();
     char label[] = "Preferences";
     m.AddMacMenuItem(label, 11, true);

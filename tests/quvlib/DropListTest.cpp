@@ -132,3 +132,13 @@ TEST(CDropList, AFileItemAfterAnOtherSchemeItemReplacesThePreviousResult) {
     EXPECT_STREQ(list.GetPath(1), "/b.wav");
     EXPECT_STREQ(list.GetPath(2), "/b.wav");
 }
+
+TEST(CDropList, AFileOnAnotherHostHasNoLocalPathAndReturnsThePreviousResult) {
+    OpaqueDragRef drag;
+    drag.uris = {"file:///here.wav", "file://elsewhere.invalid/there.wav",
+                 "file://localhost/local.wav"};
+    CDropList list(&drag);
+    EXPECT_STREQ(list.GetPath(0), "/here.wav");
+    EXPECT_STREQ(list.GetPath(1), "/here.wav");
+    EXPECT_STREQ(list.GetPath(2), "/local.wav");
+}

@@ -31,8 +31,13 @@
 # and the drag source never outlives the script.
 #
 # Examples:
-#   drag-files.sh 400 300 ~/Samples/Kicks "~/Samples/Klänge 1.wav"
-#   DRAG_VIA="400,300" drag-files.sh 900 700 a.wav   # enter a window, leave, release elsewhere
+#   drag-files.sh 400 300 ~/Samples/Kicks ~/Samples/"Klänge 1.wav"
+#   DRAG_VIA="400,300" drag-files.sh 60 700 a.wav   # enter a window, leave, release elsewhere
+#   # the middle of a program's window, found by its title:
+#   eval "$(xdotool search --sync --name '^Velotune$' getwindowgeometry --shell)"
+#   drag-files.sh $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) ~/Samples/Kicks
+# The drop list of the receiving window gets the paths in the order given, a
+# folder's with a trailing "/".
 # Set DRAG_VERBOSE=1 to see the drag source's lines on stderr.
 set -uo pipefail
 

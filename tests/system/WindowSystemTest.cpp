@@ -181,10 +181,13 @@ class DemoProcess {
     }
     int Wait() {
         int status = 0;
+        // About 10 s: once the child closed its output, ReadSome returns at once,
+        // so the loop sleeps its 50 ms itself.
         for (int i = 0; i < 200; ++i) {
             if (waitpid(m_pid, &status, WNOHANG) == m_pid)
                 return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
             ReadSome(50);
+            usleep(50 * 1000);
         }
         kill(m_pid, SIGKILL);
         waitpid(m_pid, &status, 0);
