@@ -10,9 +10,10 @@ PACKAGES := build-essential cmake ninja-build pkg-config googletest libgtest-dev
             libgtk-3-dev libcairo2-dev libpango1.0-dev libasound2-dev libsndfile1-dev \
             fonts-dejavu-core xvfb xdotool x11-utils imagemagick \
             pulseaudio pulseaudio-utils alsa-utils libasound2-plugins \
-            sox libsox-fmt-mp3 lame time python3 desktop-file-utils clang-14 libclang-rt-14-dev
+            sox libsox-fmt-mp3 lame time python3 desktop-file-utils clang-14 libclang-rt-14-dev \
+            mpv
 
-.PHONY: all deps build run test test-plain test-asan test-tsan bench clean format fuzz
+.PHONY: all deps build run test test-plain test-asan test-tsan bench soak fuzz clean format
 
 all: build
 
@@ -27,7 +28,8 @@ run: build
 	@bash tools/run.sh build/velotune
 
 # The whole suite plain, then under AddressSanitizer + UndefinedBehaviorSanitizer,
-# then the thread-sensitive suites under ThreadSanitizer; each in its own folder.
+# then the thread-sensitive suites under ThreadSanitizer, each in its own folder;
+# then every fuzz target for 60 s (tools/fuzz.sh).
 test: deps
 	@bash tools/test.sh plain build
 	@bash tools/test.sh address build-asan
@@ -46,8 +48,13 @@ SECONDS ?= 60
 fuzz: deps
 	@bash tools/fuzz.sh $(SECONDS)
 
+# One table of figures, each beside references measured in the same run (about 10 min).
 bench: build
-	@bash bench/run.sh
+	@bash bench/run.sh build
+
+# A long run driven like a user (SOAK_MINUTES, default 10), then health checks. Not in CI.
+soak: build
+	@bash tools/soak.sh build
 
 format:
 	@clang-format -i $$(git ls-files '*.cpp' '*.h')

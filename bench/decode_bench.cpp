@@ -1,7 +1,8 @@
 // Decode throughput of the system-decoded reader: opens each file given on the
 // command line with snd_mac, pulls every frame through GetAudio in blocks of 4096
 // frames (as the player's fill worker does) and prints frames per second, the best
-// of several runs, one line per file: "<path> <frames> <seconds> <frames/s>".
+// of several runs, and the seconds of every run, one line per file:
+// "<path> <frames> <best seconds> <best frames/s> <seconds,seconds,...>".
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -44,12 +45,16 @@ int main(int argc, char** argv) {
     for (int i = first; i < argc; ++i) {
         double best = 0;
         long frames = 0;
+        std::string all;
         try {
             for (int r = 0; r < runs; ++r) {
                 double seconds = 0;
                 frames = DecodeOnce(argv[i], seconds);
                 if (frames < 0) break;
                 if (r == 0 || seconds < best) best = seconds;
+                char one[32];
+                std::snprintf(one, sizeof one, "%s%.6f", r ? "," : "", seconds);
+                all += one;
             }
         } catch (const std::exception& e) {
             std::fprintf(stderr, "%s: %s\n", argv[i], e.what());
@@ -59,7 +64,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "%s: cannot be decoded\n", argv[i]);
             return 1;
         }
-        std::printf("%s %ld %.6f %.0f\n", argv[i], frames, best, frames / best);
+        std::printf("%s %ld %.6f %.0f %s\n", argv[i], frames, best, frames / best, all.c_str());
     }
     return 0;
 }

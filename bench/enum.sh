@@ -1,7 +1,22 @@
 #!/usr/bin/env bash
-# Device enumeration time at start-up (median of 15 runs) and the IO thread's CPU
-# time per second of playback of a silent source.
+# Device enumeration time at start-up (every one of 15 runs) beside `aplay -L`
+# listing ALSA's devices through the same configuration (process start-up
+# included), and the IO thread's CPU time per second of playback of a silent
+# source (detail only). Prints one table row on stdout, the detail on stderr.
 #   bash bench/enum.sh BUILD_DIR      (inside tests/scripts/with-test-env.sh)
 set -euo pipefail
 build=${1:-build}
-"$build/bench/enum_bench" 15 5 2>/dev/null
+here=$(cd "$(dirname "$0")" && pwd)
+runs=15
+out=$("$build/bench/enum_bench" "$runs" 5 2>/dev/null)
+echo "$out" >&2
+ours=$(echo "$out" | sed -n 's/^enumeration ms of every run: //p')
+ref=""
+for _ in $(seq "$runs"); do
+    t0=$(date +%s%N)
+    aplay -L > /dev/null 2>&1
+    t1=$(date +%s%N)
+    ref+="${ref:+,}$(awk -v n=$((t1 - t0)) 'BEGIN {printf "%.3f", n / 1e6}')"
+done
+python3 "$here/table.py" "ALSA output device enumeration at start-up, ms" 1 \
+    "velotune=$ours" "\`aplay -L\` (process start included)=$ref"

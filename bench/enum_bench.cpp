@@ -2,7 +2,7 @@
 //
 //   enum_bench [RUNS] [SECONDS]
 //
-// Prints the median (and range) of RUNS enumerations, the devices found, and
+// Prints the time of every one of RUNS enumerations, their median and range, the devices found, and
 // the CPU time the IO thread spends per second of playback of a silent source.
 #include <pthread.h>
 #include <time.h>
@@ -63,6 +63,9 @@ int main(int argc, char** argv) {
         play = core.DeviceCount(0);
         rec = core.DeviceCount(1);
     }
+    std::printf("enumeration ms of every run:");
+    for (size_t i = 0; i < ms.size(); ++i) std::printf("%s%.3f", i ? "," : " ", ms[i]);
+    std::printf("\n");
     std::sort(ms.begin(), ms.end());
     std::printf("%-44s %10s\n", "measure", "value");
     std::printf("%-44s %10.2f\n", "enumeration median (ms)", ms[ms.size() / 2]);
