@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <limits.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -252,6 +253,20 @@ int MainDlg::OnDrop(OpaqueDragRef* drag, int, int) {
 }
 
 void MainDlg::DropPaths(const char* const* paths, int count) {
+    // For measuring the time from a drop to the first sound: the CLOCK_MONOTONIC
+    // time of the first drop, in seconds, into the file the variable names.
+    static bool s_dropStamped = false;
+    if (!s_dropStamped) {
+        s_dropStamped = true;
+        if (const char* file = getenv("VELOTUNE_DROP_TIME_FILE")) {
+            timespec now{};
+            clock_gettime(CLOCK_MONOTONIC, &now);
+            if (FILE* f = fopen(file, "w")) {
+                fprintf(f, "%.6f\n", static_cast<double>(now.tv_sec) + now.tv_nsec / 1e9);
+                fclose(f);
+            }
+        }
+    }
     SetCursor(1);
     m_bStopRequest = false;
     for (int i = 0; i < count; ++i) m_path_list.AddString(const_cast<char*>(paths[i]));

@@ -316,9 +316,12 @@ inline std::vector<unsigned char> Screenshot(const std::string& id, const std::s
 /// Waits (up to `ms`) until `done()` holds.
 template <class F>
 bool WaitUntil(F done, int ms) {
-    for (int waited = 0; !done(); waited += 50) {
-        if (waited >= ms) return false;
-        SleepMs(50);
+    // Wall-clock time: a check that takes long (reading a long recording in a
+    // sanitizer build) must not stretch the limit.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= end) return false;
+        SleepMs(100);
     }
     return true;
 }
