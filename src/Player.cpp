@@ -203,19 +203,21 @@ int Player::ReadSource(snd_* s, float* dst, int frames) {
 int Player::FillBuffer(snd_* s, float* out, int frames) {
     const int ch = s->Channel();
     if (ch < 1 || (!m_bDirectPlay && m_dInc <= 0.0)) return 0;
-    const bool stereo = ch == 2;
+    // Mono is duplicated to both channels. A sound of more than two channels plays
+    // its first two as left and right (the front pair in the WAV, AIFF and MP3
+    // channel orders) and leaves the others out: a downmix would change the level
+    // of the front pair, which a sample is auditioned for.
+    const bool stereo = ch >= 2;
     int done = 0;
 
     while (done < frames) {
         if (m_bDirectPlay) {
-            // Mono (and any count other than two) is duplicated to both channels,
-            // stepping one float per frame; only mono and stereo come out right.
             const float* src = m_in.buffer + m_in.index * ch;
             while (m_in.index < m_in.count) {
                 if (done == frames) return done;
                 out[2 * done] = src[0];
                 out[2 * done + 1] = stereo ? src[1] : src[0];
-                src += stereo ? 2 : 1;
+                src += ch;
                 ++m_in.index;
                 ++done;
             }
