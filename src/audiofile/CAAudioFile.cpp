@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 static_assert(sizeof(float) == 4, "the client format is 32-bit float");
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
@@ -132,16 +134,18 @@ void CAAudioFile::Open(const char* path) {
     m_frames = 0;
     m_fileFormat = CAStreamBasicDescription();
 
+    if (path == nullptr) throw CAAudioFileError("locate audio file");
     struct stat st;
-    if (path == nullptr || stat(path, &st) != 0) throw CAAudioFileError("locate audio file");
+    if (stat(path, &st) != 0) throw CAAudioFileError("locate audio file", strerror(errno));
 
     // Only regular files are handed to the decoder: a pipe or device would block
     // the opening thread until someone writes to it, and the decoder's pipe path
     // for MP3 reads past its own header buffer.
-    if (!S_ISREG(st.st_mode)) throw CAAudioFileError("ExtAudioFileOpen failed");
+    if (!S_ISREG(st.st_mode)) throw CAAudioFileError("ExtAudioFileOpen failed", "not a file");
     SF_INFO info = {};
     SNDFILE* h = sf_open(path, SFM_READ, &info);
-    if (h == nullptr) throw CAAudioFileError("ExtAudioFileOpen failed");
+    // The decoder keeps the reason of a failed open as its last error.
+    if (h == nullptr) throw CAAudioFileError("ExtAudioFileOpen failed", sf_strerror(nullptr));
     // Integer samples come out scaled into -1..1 (the decoder's default, made explicit).
     sf_command(h, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
 
@@ -194,7 +198,7 @@ void CAAudioFile::Read(uint32_t& ioNumFrames, AudioBufferList* ioData) {
     // damaged stream that it cannot resynchronise is reported by the error state,
     // which every read clears first.
     if (got < wanted && sf_error(m_hSnd) != SF_ERR_NO_ERROR)
-        throw CAAudioFileError("Couldn't read audio file");
+        throw CAAudioFileError("Couldn't read audio file", sf_strerror(m_hSnd));
     ioNumFrames = static_cast<uint32_t>(got);
     buf.mDataByteSize = static_cast<uint32_t>(got) * frameBytes;
 }
@@ -206,5 +210,7 @@ void CAAudioFile::Close() {
     // second Close must not touch it.
     m_hSnd = nullptr;
     m_bClientSet = false;
-    if (sf_close(h) != 0) throw CAAudioFileError("ExtAudioFileClose failed");
+    // A failed close is the system's failure to close the file; its reason is the
+    // system's error.
+    if (sf_close(h) != 0) throw CAAudioFileError("ExtAudioFileClose failed", strerror(errno));
 }

@@ -13,9 +13,10 @@ struct sf_private_tag;  // the decoder's handle; only CAAudioFile.cpp sees insid
 /// One sound file opened for reading through the system decoder (every format it
 /// knows: WAV, AIFF, MP3 and more), delivered as interleaved 32-bit float at the
 /// file's own rate and channel count. Every failing step throws CAAudioFileError
-/// with the step's text. Not thread-safe: one thread at a time may use an object
-/// (the reader hands it from the main window's worker to the player's fill worker,
-/// never concurrently). Never call it from the audio IO thread: it reads the disk.
+/// with the step's text, followed by the decoder's reason where it gives one. Not thread-safe: one
+/// thread at a time may use an object (the reader hands it from the main window's worker to the
+/// player's fill worker, never concurrently). Never call it from the audio IO thread: it reads the
+/// disk.
 class CAAudioFile {
   public:
     /// A closed file.
@@ -27,8 +28,9 @@ class CAAudioFile {
 
     /// Opens `path` for reading, closing (quietly) any file this object held.
     /// Throws "locate audio file" when the path is null or names nothing that can
-    /// be found, "ExtAudioFileOpen failed" when it is not a regular file (a folder,
-    /// a pipe, a device) or the decoder cannot open it.
+    /// be found (with the system's reason), "ExtAudioFileOpen failed" when it is not
+    /// a regular file (a folder, a pipe, a device: reason "not a file") or the
+    /// decoder cannot open it (with the decoder's reason).
     void Open(const char* path);
 
     /// The file's length in frames. Throws "Couldn't get file's length" when no

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -18,6 +19,7 @@
 #include "SoundFileWriter.h"
 #include "SparseSoundFile.h"
 
+using testfiles::ErrorMessage;
 using testfiles::ErrorText;
 using testfiles::TempPath;
 using velotune_test::SoundFileBuilder;
@@ -112,6 +114,31 @@ TEST(CAAudioFile, OpenOfAWavTruncatedInsideItsFormatChunkThrowsExtAudioFileOpenF
     ASSERT_TRUE(testfiles::WriteBytes(path, bytes));
     CAAudioFile file;
     EXPECT_EQ(ErrorText([&] { file.Open(path.c_str()); }), "ExtAudioFileOpen failed");
+}
+
+TEST(CAAudioFile, AFailedOpenCarriesTheDecodersReasonAfterTheStepsText) {
+    const std::string path = TempPath("reason.mp3");
+    ASSERT_TRUE(testfiles::WriteBytes(path, std::vector<unsigned char>(3000, 'y')));
+    const std::string reason = testfiles::DecoderOpenReason(path);
+    ASSERT_FALSE(reason.empty());
+    CAAudioFile file;
+    EXPECT_EQ(ErrorMessage([&] { file.Open(path.c_str()); }), "ExtAudioFileOpen failed: " + reason);
+    EXPECT_EQ(ErrorText([&] { file.Open(path.c_str()); }), "ExtAudioFileOpen failed");
+}
+
+TEST(CAAudioFile, AMissingPathCarriesTheSystemsReasonAndANullPathNone) {
+    const std::string path = TempPath("no-such-file-either.wav");
+    unlink(path.c_str());
+    CAAudioFile file;
+    EXPECT_EQ(ErrorMessage([&] { file.Open(path.c_str()); }),
+              std::string("locate audio file: ") + strerror(ENOENT));
+    EXPECT_EQ(ErrorMessage([&] { file.Open(nullptr); }), "locate audio file");
+}
+
+TEST(CAAudioFile, AFolderIsRefusedAsNotAFile) {
+    CAAudioFile file;
+    EXPECT_EQ(ErrorMessage([&] { file.Open(testfiles::TempDir().c_str()); }),
+              "ExtAudioFileOpen failed: not a file");
 }
 
 TEST(CAAudioFile, AWavTruncatedInsideItsDataReportsOnlyTheFramesPresent) {
@@ -414,6 +441,19 @@ TEST(CAAudioFile, ReadOfAnMp3DamagedMidStreamThrowsCouldntReadAudioFileAfterTheG
     EXPECT_EQ(text, "Couldn't read audio file");
     EXPECT_GT(delivered, 0);
     EXPECT_LT(delivered, made.claimedFrames);
+    // The decoder's reason follows the step's text.
+    CAAudioFile again;
+    OpenCanonical(again, path);
+    const std::string message = ErrorMessage([&] {
+        for (;;) {
+            AudioBufferList list = {1, {{1, static_cast<uint32_t>(buf.size() * 4), buf.data()}}};
+            uint32_t frames = 1024;
+            again.Read(frames, &list);
+            if (frames == 0) return;
+        }
+    });
+    EXPECT_EQ(message.rfind("Couldn't read audio file: ", 0), 0u) << message;
+    EXPECT_GT(message.size(), std::string("Couldn't read audio file: ").size()) << message;
 }
 
 TEST(CAAudioFile, AnMp3WithAShortDamageIsResynchronisedAndEndsEarlyWithoutAnError) {
@@ -456,7 +496,8 @@ TEST(CAAudioFile, CloseThatTheSystemRefusesThrowsExtAudioFileCloseFailedOnce) {
     const int fd = FindOpenDescriptor(path);
     ASSERT_GE(fd, 0);
     ASSERT_EQ(close(fd), 0);
-    EXPECT_EQ(ErrorText([&] { file.Close(); }), "ExtAudioFileClose failed");
+    EXPECT_EQ(ErrorMessage([&] { file.Close(); }),
+              std::string("ExtAudioFileClose failed: ") + strerror(EBADF));
     EXPECT_FALSE(file.IsOpen());
     EXPECT_EQ(ErrorText([&] { file.Close(); }), "");
 }

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "AudioBus.h"
+#include "DecoderErrorText.h"
 #include "MainDlg.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
@@ -299,8 +300,12 @@ TEST_F(MainDlgTest, AFileTheDecoderRefusesIsSkippedWithALogLineNamingItAndTheDec
     Text(path, "this is a text file, not a sound, whatever its name says\n");
     EXPECT_EQ(dlg.OpenSound(&path[0]), nullptr);
     std::string log = programkit::ReadText(programkit::LogPath());
-    EXPECT_NE(log.find("*** MainDlg: skipped " + path + ": ExtAudioFileOpen failed ***"),
-              std::string::npos)
+    // The designed text first, then the decoder's own reason.
+    std::string reason = testfiles::DecoderOpenReason(path);
+    ASSERT_FALSE(reason.empty());
+    EXPECT_NE(
+        log.find("*** MainDlg: skipped " + path + ": ExtAudioFileOpen failed: " + reason + " ***"),
+        std::string::npos)
         << log;
 }
 
@@ -516,7 +521,8 @@ TEST_F(MainDlgTest, TheViewKeepsItsFullSizeBelowTheMenuBar) {
     EXPECT_TRUE(PumpUntil([&] {
         return gtk_widget_get_allocated_height(silent.GetView()) == 135 &&
                gtk_widget_get_allocated_width(silent.GetView()) == 400;
-    })) << "view " << gtk_widget_get_allocated_width(silent.GetView()) << " x "
+    })) << "view "
+        << gtk_widget_get_allocated_width(silent.GetView()) << " x "
         << gtk_widget_get_allocated_height(silent.GetView());
     EXPECT_EQ(silent.GetHeight(), 135);
     silent.Hide();

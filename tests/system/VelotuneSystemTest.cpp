@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../gui/ControlCanvas.h"
+#include "DecoderErrorText.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
 #include "XPlayList.h"
@@ -253,7 +254,10 @@ TEST_F(Velotune, AFolderWithATextFileNamedWavPlaysBothGoodSoundsAndLogsTheSkippe
     }
     EXPECT_TRUE(program.Running()) << "a bad file never ends the program";
     std::string log = ReadText(LogPath());
-    EXPECT_NE(log.find("*** MainDlg: skipped " + dir + "/x.wav: ExtAudioFileOpen failed ***"),
+    std::string reason = testfiles::DecoderOpenReason(dir + "/x.wav");
+    ASSERT_FALSE(reason.empty());
+    EXPECT_NE(log.find("*** MainDlg: skipped " + dir +
+                       "/x.wav: ExtAudioFileOpen failed: " + reason + " ***"),
               std::string::npos)
         << log;
     EXPECT_EQ(Quit(), 0);
