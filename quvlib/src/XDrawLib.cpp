@@ -366,8 +366,22 @@ PangoLayout* XDrawLib::MakeLayout(const char* text, int len) {
     pango_layout_context_changed(layout);
     cairo_font_options_destroy(opts);
     pango_layout_set_font_description(layout, m_fontDesc);
-    pango_layout_set_text(layout, text ? text : "", text ? len : 0);
+    if (text && !g_utf8_validate(text, len, nullptr)) {
+        std::string shown;
+        pango_layout_set_text(layout, DisplayText(std::string(text, len).c_str(), shown), -1);
+    } else {
+        pango_layout_set_text(layout, text ? text : "", text ? len : 0);
+    }
     return layout;
+}
+
+const char* XDrawLib::DisplayText(const char* text, std::string& shown) {
+    if (!text) return "";
+    if (g_utf8_validate(text, -1, nullptr)) return text;
+    gchar* name = g_filename_display_name(text);
+    shown = name;
+    g_free(name);
+    return shown.c_str();
 }
 
 int XDrawLib::MeasureWidth(const char* text, int len) {

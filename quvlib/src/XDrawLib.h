@@ -1,6 +1,8 @@
 // The drawing object of a window: every control draws through it.
 #pragma once
 
+#include <string>
+
 #include "XColor.h"
 #include "XRect.h"
 #include "XRegn.h"
@@ -148,6 +150,14 @@ class XDrawLib {
     /// Draws `text` word-wrapped in `box` (line advance 16); returns the height
     /// used: 14 for one line, 30 for two.
     int DrawTextBox(const char* text, XRect box);
+
+    /// The text as it is shown: `text` itself when it is UTF-8; otherwise (a file
+    /// name in another encoding) its display form as the toolkit makes it
+    /// (g_filename_display_name), written into `shown`. Every text drawn or
+    /// measured goes through it, so a name in any encoding shows and measures
+    /// without a warning. Returns a NUL-terminated UTF-8 text valid while `text`
+    /// and `shown` are. Any thread.
+    static const char* DisplayText(const char* text, std::string& shown);
 
     /// Fills the polygon in `color`.
     void FillRegn(XRegn& regn, XColor color);

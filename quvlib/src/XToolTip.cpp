@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
+#include "XDrawLib.h"
 #include "XWindowStd.h"
 
 namespace {
@@ -59,7 +61,9 @@ const char* XToolTip::Line(int i) const {
 }
 
 void XToolTip::SetText(const char* text) {
-    if (!text) text = "";
+    // A file name in another encoding is shown in its display form.
+    std::string shown;
+    text = XDrawLib::DisplayText(text, shown);
     size_t need = strlen(text) + 1;
     if (!m_text || need > static_cast<size_t>(m_text_size)) {
         // Grow to at least double, so that a run of longer texts reallocates rarely.

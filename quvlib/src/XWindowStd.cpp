@@ -14,6 +14,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "OpaqueDragRef.h"
 #include "StdMenu.h"
@@ -315,7 +316,8 @@ struct XWindowPlatform {
             PangoFontDescription* font = pango_font_description_from_string(kLabelFont);
             pango_font_description_set_absolute_size(font, 11 * PANGO_SCALE);
             pango_layout_set_font_description(layout, font);
-            pango_layout_set_text(layout, w->m_drag.label, -1);
+            std::string shown;
+            pango_layout_set_text(layout, XDrawLib::DisplayText(w->m_drag.label, shown), -1);
             int baseline = pango_layout_get_baseline(layout) / PANGO_SCALE;
             cairo_move_to(cr, rc.left + 4, rc.top + 11 - baseline);
             pango_cairo_show_layout(cr, layout);

@@ -1,5 +1,7 @@
 #include "CAAudioFile.h"
 
+#include <dlfcn.h>
+#include <mpg123.h>
 #include <sndfile.h>
 #include <sys/stat.h>
 
@@ -116,6 +118,28 @@ uint32_t LayoutChannels(const AudioChannelLayout& layout) {
 }
 
 }  // namespace
+
+// libsndfile decodes MP3 through a libmpg123 handle of its own and leaves that
+// handle's console messages on, so a damaged stream prints lines such as "Note:
+// Illegal Audio-MPEG-Header ..." on the terminal; libsndfile has no setting for
+// them. The handle is made through this function, which the dynamic linker finds
+// before libmpg123's own (the executable comes first): it makes the handle with
+// libmpg123's function and switches its printouts off (MPG123_QUIET). Decoding
+// failures still come back through libsndfile's error state, and from there in
+// this glue's exceptions.
+extern "C" mpg123_handle* mpg123_new(const char* decoder, int* error) {
+    using NewFn = mpg123_handle* (*)(const char*, int*);
+    using ParamFn = int (*)(mpg123_handle*, int, long, double);
+    static const NewFn make = reinterpret_cast<NewFn>(dlsym(RTLD_NEXT, "mpg123_new"));
+    static const ParamFn param = reinterpret_cast<ParamFn>(dlsym(RTLD_NEXT, "mpg123_param2"));
+    if (!make) {
+        if (error) *error = MPG123_ERR;
+        return nullptr;
+    }
+    mpg123_handle* handle = make(decoder, error);
+    if (handle && param) param(handle, MPG123_ADD_FLAGS, MPG123_QUIET, 0.0);
+    return handle;
+}
 
 CAAudioFile::CAAudioFile()
     : m_hSnd(nullptr), m_frames(0), m_bClientSet(false), m_clientChannels(0) {}

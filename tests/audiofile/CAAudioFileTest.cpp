@@ -18,6 +18,7 @@
 #include "SoundFileBuilder.h"
 #include "SoundFileWriter.h"
 #include "SparseSoundFile.h"
+#include "StandardError.h"
 
 using testfiles::ErrorMessage;
 using testfiles::ErrorText;
@@ -516,4 +517,22 @@ TEST(CAAudioFile, ASparseRf64OfMoreThan2To32FramesReportsThe64BitLength) {
     EXPECT_EQ(file.GetFileDataFormat().mBitsPerChannel, 8u);
     file.Close();
     unlink(path.c_str());
+}
+
+// --- The terminal ---------------------------------------------------------------
+
+TEST(CAAudioFile, BrokenMp3sLeaveTheTerminalQuiet) {
+    const std::string damaged = TempPath("quiet-damaged.mp3");
+    ASSERT_TRUE(testfiles::WriteDamagedMp3(damaged, 3));
+    const std::string text = TempPath("quiet-text.mp3");
+    ASSERT_TRUE(testfiles::WriteBytes(text, std::vector<unsigned char>(3000, 'y')));
+    bool readFailed = false;
+    const std::string printed = testfiles::StandardErrorOf([&] {
+        CAAudioFile file;
+        EXPECT_EQ(ErrorText([&] { file.Open(text.c_str()); }), "ExtAudioFileOpen failed");
+        OpenCanonical(file, damaged);
+        readFailed = !ErrorText([&] { ReadAll(file, 2); }).empty();
+    });
+    EXPECT_TRUE(readFailed) << "the damage is still reported, through the exception";
+    EXPECT_EQ(printed, "");
 }

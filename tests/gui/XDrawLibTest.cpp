@@ -1,8 +1,13 @@
 // Pixel tests of the drawing library: every primitive draws into a cairo image
 // surface, which is then read back pixel by pixel.
 #include <cairo.h>
+#include <glib.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
+#include "StandardError.h"
 #include "TestCanvas.h"
 #include "XDrawLib.h"
 #include "XPic.h"
@@ -465,4 +470,47 @@ TEST(XDrawLib, AWordWiderThanItsBoxIsDrawnOnOneLineOverflowingTheBox) {
     c.lib.DrawTextBox("Supercalifragilistic", box);
     EXPECT_TRUE(c.Inked(XRect(20, 0, 299, 59)));   // beyond the box's right edge
     EXPECT_FALSE(c.Inked(XRect(0, 18, 299, 59)));  // nothing on a second line
+}
+
+// ---- names in other encodings ----
+
+namespace {
+
+// The pixels of `text` drawn at (2, 2) on a white canvas.
+std::vector<XColor> Drawn(const char* text) {
+    Canvas s(120, 16);
+    s.lib.DrawText(text, 2, 2);
+    std::vector<XColor> pixels;
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 120; ++x) pixels.push_back(s.At(x, y));
+    return pixels;
+}
+
+}  // namespace
+
+TEST(XDrawLib, DisplayTextKeepsUtf8AsItIsAndShowsOtherBytesAsTheToolkitsDisplayName) {
+    std::string shown;
+    const char* utf8 = "caf\xc3\xa9.wav";
+    EXPECT_EQ(XDrawLib::DisplayText(utf8, shown), utf8);
+    const char* latin1 = "caf\xe9.wav";
+    gchar* expected = g_filename_display_name(latin1);
+    EXPECT_STREQ(XDrawLib::DisplayText(latin1, shown), expected);
+    EXPECT_TRUE(g_utf8_validate(shown.c_str(), -1, nullptr));
+    g_free(expected);
+}
+
+TEST(XDrawLib, ANameThatIsNotUtf8DrawsAsItsDisplayNameWithoutAWarning) {
+    const char* latin1 = "caf\xe9-latin1.wav";
+    gchar* name = g_filename_display_name(latin1);
+    std::vector<XColor> expected = Drawn(name);
+    g_free(name);
+    std::vector<XColor> got;
+    std::string printed = testfiles::StandardErrorOf([&] {
+        got = Drawn(latin1);
+        Canvas s(200, 40);
+        s.lib.DrawTextSize(latin1);
+        s.lib.DrawTextBox(latin1, XRect(0, 0, 60, 39));
+    });
+    EXPECT_EQ(printed, "") << "no warning of the text layout";
+    EXPECT_TRUE(got == expected) << "drawn as its display name";
 }

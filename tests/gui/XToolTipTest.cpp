@@ -180,6 +180,16 @@ TEST(XToolTip, APictureGivesTheWindowItsSizeAndAMissingOneTheDefault) {
     EXPECT_EQ(tip.PicWidth(), 0);
 }
 
+TEST(XToolTip, ANameThatIsNotUtf8IsLaidOutAsItsDisplayName) {
+    const char* path = "/samples/caf\xe9-latin1.wav";
+    gchar* name = g_filename_display_name(path);
+    XToolTip tip;
+    tip.Show(nullptr, 0, 0, path, false, nullptr);
+    ASSERT_EQ(tip.LineCount(), 1);
+    EXPECT_STREQ(tip.Line(0), name);
+    g_free(name);
+}
+
 // ---- drawing ----
 
 TEST(XToolTip, DrawFillsTheBackgroundWritesTheTextAndStrokesTheOutline) {
