@@ -506,6 +506,10 @@ void XControl::Draw(XDrawLib* lib) {
     if (m_bRubberband && m_bMouseDown) DrawRubberBand(lib);
 }
 
+bool XControl::IsOpaque() const {
+    return !m_bTransparent && !m_backPic.Exist() && m_colorBack.alpha() == 255;
+}
+
 void XControl::DrawWithChilds(XDrawLib* lib) {
     if (!m_bVisible) return;
     Draw(lib);

@@ -370,6 +370,11 @@ class XControl : public XNode, public XModule {
     void Update(XDrawLib* lib);
     void SetDirty(bool dirty = true) { m_bDirty = dirty; }
     bool IsDirty() const { return m_bDirty; }
+    /// Whether the control's own drawing covers its whole rectangle: it is not
+    /// transparent and fills it with an opaque back colour (a back picture may
+    /// have transparent pixels). A control that is not opaque shows what lies
+    /// under it.
+    bool IsOpaque() const;
     /// Outlines the rubber band (local m_rcRubber, normalised) in `lib` (or in the
     /// window's library when null and it is open).
     void DrawRubberBand(XDrawLib* lib);

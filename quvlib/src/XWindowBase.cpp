@@ -21,6 +21,42 @@ std::atomic<XMsgQueue*> XWindowBase::m_pActiveQueue{nullptr};
 
 namespace {
 
+bool Overlaps(const XRect& a, const XRect& b) {
+    return a.left <= b.right && b.left <= a.right && a.top <= b.bottom && b.top <= a.bottom;
+}
+
+bool IsAncestorOf(const XControl* up, const XControl* control) {
+    for (const XControl* c = control->GetParent(); c; c = c->GetParent())
+        if (c == up) return true;
+    return false;
+}
+
+// Draws `control` (with its children when asked) as a backdrop: each keeps its
+// dirty mark, since it is drawn only where another control lies over it.
+void DrawBackdrop(XControl* control, XDrawLib* lib, bool children) {
+    if (!control->IsVisible()) return;
+    bool dirty = control->IsDirty();
+    control->Draw(lib);
+    control->SetDirty(dirty);
+    if (children)
+        for (XControl* c = control->GetChild(); c; c = c->GetNext()) DrawBackdrop(c, lib, true);
+}
+
+// Draws what lies under `target` among `first` and the siblings after it, in the
+// order the window draws them. Returns true once the target's place is reached.
+bool DrawUnderAmong(XControl* first, XControl* target, XDrawLib* lib) {
+    for (XControl* c = first; c; c = c->GetNext()) {
+        if (c == target) return true;
+        if (!c->IsVisible()) continue;
+        if (IsAncestorOf(c, target)) {
+            DrawBackdrop(c, lib, false);
+            return DrawUnderAmong(c->GetChild(), target, lib);
+        }
+        if (Overlaps(c->GetWindowRect(), target->GetWindowRect())) DrawBackdrop(c, lib, true);
+    }
+    return false;
+}
+
 char* CopyText(const char* text) {
     if (!text) text = "";
     size_t n = strlen(text) + 1;
@@ -156,6 +192,11 @@ void XWindowBase::ResizeControls(long cx, long cy) {
 void XWindowBase::UpdateControls() {
     for (XControl* control = m_pChild; control; control = control->GetNext())
         control->Update(nullptr);
+}
+
+void XWindowBase::DrawUnder(XControl* control, XDrawLib* lib) {
+    if (!control || !lib || control->IsOpaque()) return;
+    DrawUnderAmong(m_pChild, control, lib);
 }
 
 void XWindowBase::GroupShow(long group) {

@@ -122,6 +122,14 @@ class XWindowBase : public XNode,
     void ResizeControls(long cx, long cy);
     /// Draws every dirty control now (the window's update walk).
     void UpdateControls();
+    /// Draws into `lib` what lies under `control` when it is drawn on its own:
+    /// unless the control is opaque, its ancestors' own drawing (without their
+    /// other children) and every control drawn before it in the window's order
+    /// (with its children) that overlaps it. The caller limits the drawing to the
+    /// control's rectangle (the window draws a single control into a frame of
+    /// exactly that rectangle). Every control drawn keeps its dirty mark: it was
+    /// only drawn in part.
+    void DrawUnder(XControl* control, XDrawLib* lib);
     /// Group operations over the top-level list.
     void GroupShow(long group);
     void GroupHide(long group);

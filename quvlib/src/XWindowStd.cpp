@@ -833,6 +833,10 @@ bool XWindow::DrawControl(XControl* control) {
     cairo_t* cr = gdk_drawing_context_get_cairo_context(dc);
     m_bDrawInProcess.store(true, std::memory_order_release);
     if (m_drawlib.Open(rc, cr)) {
+        // The frame holds only this control's rectangle: what lies under the
+        // control is drawn again first, so that its transparent pixels show the
+        // window's current drawing, not what the control drew there before.
+        DrawUnder(control, &m_drawlib);
         control->DrawWithChilds(&m_drawlib);
         m_drawlib.Close();
     }
