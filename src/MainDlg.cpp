@@ -177,6 +177,7 @@ int MainDlg::OnCreate() {
     m_pEdtTime->Disable();
     m_pEdtTime->SetJustify(0);
     m_pEdtTime->SetFormat(2, 3);
+    m_pEdtTime->AcceptFormatOnly();  // whole seconds: digits and nothing else
     m_pPanSets->AddControl(m_pEdtTime);
 
     XLabel* seconds = new XLabel(this, Rc(155, 22, 210, 38), -1);

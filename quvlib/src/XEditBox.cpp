@@ -154,7 +154,12 @@ void XEditBox::_stop_edit(bool commit) {
     int value = 0;
     if (m_kEditFormat == 2) {
         value = _get_int(m_local);
-        if (!SetValueInt(value)) Redraw();
+        // The label shows the number the field now holds, also when it did not
+        // change (SetValueInt leaves an equal value alone).
+        if (!SetValueInt(value)) {
+            OnValueChanged(value);
+            Redraw();
+        }
     } else if (m_kEditFormat == 39) {
         value = _get_midi(m_local);
         Redraw();
@@ -168,7 +173,8 @@ void XEditBox::_stop_edit(bool commit) {
 //
 // 'kEnt' commit, 'kEsc' cancel, 'kBck' / 'kDel' delete, 'kArL' / 'kArR' move;
 // other codes above 127 are not used (the window sees them); with control or
-// command held 'v' pastes and anything else is swallowed; a printable character
+// command held 'a' selects all, 'v' pastes and anything else is swallowed (as
+// the desktop's text fields do); a printable character
 // the format accepts replaces the selection. Every other key while editing is
 // swallowed so that the window does not act on it.
 
@@ -209,6 +215,11 @@ int XEditBox::OnKeyDown(long key, long modifiers) {
         return 1;
     }
     if (modifiers & (kModControl | kModCommand)) {
+        if (key == 'a' || key == 'A') {
+            m_iCursor = 0;
+            m_nSelect = static_cast<int>(Length());
+            Redraw();
+        }
         if (key == 'v' || key == 'V') _paste_string();
         return 1;
     }
@@ -220,16 +231,19 @@ int XEditBox::OnKeyDown(long key, long modifiers) {
     return 1;
 }
 
-bool XEditBox::_valid_char(long c) const {
-    if (c < 32 || c == 127) return false;
+bool XEditBox::ClassAccepts(long c) const {
     long f = m_kEditFormat;
     bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if ((f & 1) && letter) return true;
-    if ((f & 2) && c >= '0' && c <= '9') return true;
-    if ((f & 4) && (c == '+' || c == '-')) return true;
-    if ((f & 8) && c == '.') return true;
-    if ((f & 32) && c == '#') return true;
-    if ((f & 64) && c == '/') return true;
+    return ((f & 1) && letter) || ((f & 2) && c >= '0' && c <= '9') ||
+           ((f & 4) && (c == '+' || c == '-')) || ((f & 8) && c == '.') || ((f & 32) && c == '#') ||
+           ((f & 64) && c == '/');
+}
+
+bool XEditBox::_valid_char(long c) const {
+    if (c < 32 || c == 127) return false;
+    if (ClassAccepts(c)) return true;
+    if (m_bFormatOnly) return false;
+    long f = m_kEditFormat;
     // Deliberately, the class bits above only ever accept: only bit 4 refuses,
     // and only the four characters unsafe in file names.
     if (!(f & 16)) return true;
@@ -278,9 +292,13 @@ void XEditBox::_paste_string() {
     gchar* text = gtk_clipboard_wait_for_text(clipboard);  // UTF-8 or null
     if (!text) return;
     char buffer[255];
-    size_t n = std::strlen(text);
-    if (n > 254) n = 254;
-    std::memcpy(buffer, text, n);
+    size_t n = 0;
+    for (const char* p = text; *p && n < 254; ++p) {
+        // A field that takes only its format's characters takes only those of
+        // the pasted text too.
+        if (m_bFormatOnly && !_valid_char(static_cast<unsigned char>(*p))) continue;
+        buffer[n++] = *p;
+    }
     buffer[n] = 0;
     g_free(text);
     if (m_nSelect > 0) _delete_char(m_nSelect);

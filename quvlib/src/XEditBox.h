@@ -13,7 +13,11 @@
 /// letters, bit 1 (2) digits, bit 2 (4) '+' '-', bit 3 (8) '.', bit 5 (32) '#',
 /// bit 6 (64) '/' accept at once; anything else is accepted unless bit 4 (16) is
 /// set and it is '"', '\'', '/' or ':'. The class bits only ever accept; only bit
-/// 4 refuses. Codes below 32 and 127 are always refused.
+/// 4 refuses. Codes below 32 and 127 are always refused. AcceptFormatOnly makes
+/// the class bits the whole filter: then only the characters they name go in,
+/// typed or pasted (a seconds field takes digits and nothing else).
+///
+/// Keys: Control (or Command) with 'a' selects the whole text, with 'v' pastes.
 ///
 /// Value read at commit: format 2 reads an integer (_get_int) and sets it as the
 /// control's value; format 39 reads a note name (_get_midi); other formats send 0.
@@ -26,6 +30,7 @@ class XEditBox : public XControl {
     long m_xMouse[2] = {0, 0};       // local x of the press that started editing, and of the mouse
     bool m_bEditMode = false;        // editing
     bool m_bForceUpperCase = false;  // letters are typed upper case
+    bool m_bFormatOnly = false;      // only the format's classes go in (AcceptFormatOnly)
     long m_iCursor = 0;              // insertion point (character index into m_local)
     int m_caret = 0;                 // 1 = caret drawn, 0 = hidden
     int m_nSelect = 0;               // number of selected characters from the cursor on
@@ -41,6 +46,9 @@ class XEditBox : public XControl {
     void ForceUpperCase() { m_bForceUpperCase = true; }
     /// Losing the focus cancels the edit instead of committing it.
     void DisableAutoValid() { m_bAutoValid = false; }
+    /// Only the characters the format's class bits name go in, typed or pasted;
+    /// everything else is refused.
+    void AcceptFormatOnly() { m_bFormatOnly = true; }
 
     /// The edited text with its selection and caret while editing, else the label.
     void OnDraw(XDrawLib* lib) override;
@@ -61,7 +69,9 @@ class XEditBox : public XControl {
     void OnValueChanged(int value) override;
 
     /// Ends editing: cancel redraws only; commit takes the text into the label
-    /// and sends Command(value, 0), unless the text equals the label.
+    /// and sends Command(value, 0), unless the text equals the label. With format
+    /// 2 the label then shows the number read from the text, the value the field
+    /// holds ("007" shows 7, an empty text 0).
     void _stop_edit(bool commit);
     /// Whether the format accepts character code `c`.
     bool _valid_char(long c) const;
@@ -88,6 +98,7 @@ class XEditBox : public XControl {
     static int _get_midi(const char* text);
 
   private:
+    bool ClassAccepts(long c) const;
     long Length() const;
     long MaxLength() const;
     int IndexAt(long x) const;

@@ -63,6 +63,15 @@ TEST_F(ClipboardFixture, UTF8TextIsPastedAsItsBytes) {
     EXPECT_STREQ(edit.m_local, "\xc3\xa9t\xc3\xa9");
 }
 
+TEST_F(ClipboardFixture, AFieldThatAcceptsItsFormatOnlyPastesOnlyThoseCharacters) {
+    OwnClipboard("1 min 20 s");
+    edit.SetFormat(2, 0);
+    edit.AcceptFormatOnly();
+    Enter("");
+    EXPECT_TRUE(edit.KeyDown('v', 2));
+    EXPECT_STREQ(edit.m_local, "120");
+}
+
 TEST_F(ClipboardFixture, DrawingWhileEditingFillsThePositionsAndDrawsTheCaret) {
     ControlCanvas canvas(220, 30);
     Enter("Hello");

@@ -175,6 +175,53 @@ TEST_F(EditFixture, ControlKeysOtherThanPasteAreSwallowed) {
     EXPECT_EQ(Text(), "a");
 }
 
+TEST_F(EditFixture, ControlASelectsTheWholeTextAndTheNextCharacterReplacesIt) {
+    Enter("5");
+    EXPECT_TRUE(edit.KeyDown('a', 2));
+    EXPECT_EQ(edit.m_iCursor, 0);
+    EXPECT_EQ(edit.m_nSelect, 1);
+    EXPECT_TRUE(edit.KeyDown('2', 0));
+    EXPECT_EQ(Text(), "2");
+    Type("47");
+    EXPECT_TRUE(edit.KeyDown('A', 4));  // Command as well, and either case
+    EXPECT_EQ(edit.m_nSelect, 3);
+    EXPECT_TRUE(edit.KeyDown(kBck, 0));
+    EXPECT_EQ(Text(), "");
+}
+
+TEST_F(EditFixture, AFieldThatAcceptsItsFormatOnlyTakesDigitsAndNothingElse) {
+    edit.SetFormat(2, 3);
+    edit.AcceptFormatOnly();
+    Enter("");
+    Type("x1 a2-b.3:4");
+    EXPECT_EQ(Text(), "123") << "only digits, and at most three";
+    EXPECT_TRUE(edit.KeyDown('q', 0)) << "a refused key is still used";
+    EXPECT_FALSE(edit._valid_char('a'));
+    EXPECT_TRUE(edit._valid_char('7'));
+}
+
+TEST_F(EditFixture, WithFormatTwoTheCommittedLabelShowsTheNumberTheFieldHolds) {
+    edit.SetFormat(2, 3);
+    edit.SetValueInt(5);
+    Enter("5");
+    Type("x");  // no filter here: "5x" reads as 5, the value it already had
+    edit.KeyDown(kEnt, 0);
+    EXPECT_EQ(edit.GetValueInt(), 5);
+    EXPECT_STREQ(edit.GetLabel(), "5");
+    Enter("5");
+    edit.KeyDown('a', 2);
+    Type("007");
+    edit.KeyDown(kEnt, 0);
+    EXPECT_EQ(edit.GetValueInt(), 7);
+    EXPECT_STREQ(edit.GetLabel(), "7");
+    Enter("7");
+    edit.KeyDown('a', 2);
+    edit.KeyDown(kBck, 0);
+    edit.KeyDown(kEnt, 0);
+    EXPECT_EQ(edit.GetValueInt(), 0);
+    EXPECT_STREQ(edit.GetLabel(), "0");
+}
+
 TEST_F(EditFixture, APrintableCharacterReplacesTheSelection) {
     Enter("abcd");
     edit.m_iCursor = 1;
