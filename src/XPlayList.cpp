@@ -200,6 +200,12 @@ void XPlayList::OnDraw(XDrawLib* lib) {
         int index = Wrap(m_first_visible + i);
         lib->DrawText(FileName(index), kNameX, firstY + kRowHeight * i);
     }
+    if (m_count == 0 && RowCount() > 1) {
+        // A new user sees what the window is for.
+        lib->SetTextColor(HintColor());
+        lib->DrawText(kEmptyHint, kNameX, firstY);
+        lib->SetTextColor(m_colorText);
+    }
     lib->SetClipping(clip);
 
     for (int i = 0; i < shown; ++i) {

@@ -22,7 +22,9 @@
 ///     that names line up whether they are marked or not, and it is cut off where
 ///     the "Rate" column begins;
 ///   - rate, bits (left out when 0) and channels with "%d", 4 right of their
-///     columns' left edges.
+///     columns' left edges;
+///   - while the list is empty, the first row holds a grey hint (kEmptyHint) at
+///     kNameX, cut off where the "Rate" column begins.
 ///
 /// Threading: every operation, including the main window's calls made on behalf
 /// of its worker (which hands them over to the GUI thread), runs on the GUI
@@ -34,6 +36,9 @@ class XPlayList : public XControl {
     static constexpr int kHeaderHeight = 20;  // the header band covers y 0 to 19
     static constexpr int kRowHeight = 14;     // height of one entry's row
     static constexpr int kNameX = 12;         // where a file name starts
+    /// What an empty list says in its first row, and the colour it says it in.
+    static constexpr const char* kEmptyHint = "Drop sound files or folders here";
+    static XColor HintColor() { return XColor(128, 137, 156, 255); }
 
     /// One entry: the path (always NUL-terminated, cut at 511 bytes) and the
     /// numbers shown beside its file name.

@@ -210,6 +210,41 @@ TEST(XPlayListDraw, FileNamesStartRightOfTheMarkerAndStopBeforeTheRateColumn) {
             ASSERT_EQ(d.canvas.At(x, y), rateOnly.canvas.At(x, y)) << x << "," << y;
 }
 
+TEST(XPlayListDraw, AnEmptyListShowsAGreyHintInItsFirstRowUntilTheFirstEntry) {
+    Drawn d;
+    d.Draw();
+    const XColor hint = XPlayList::HintColor();
+    XRect row = RowCell(0, 2, kW - 131);  // inside the outline, up to the rate column
+    ASSERT_TRUE(InkedOver(d.canvas, row, kBack)) << "an empty list says something";
+    // Grey text: every pixel lies between the row's colour and the hint's grey.
+    for (int y = row.top; y <= row.bottom; ++y)
+        for (int x = row.left; x <= row.right; ++x) {
+            XColor c = d.canvas.At(x, y);
+            ASSERT_TRUE(c.red() >= kBack.red() && c.red() <= hint.red() &&
+                        c.blue() >= kBack.blue() && c.blue() <= hint.blue())
+                << x << "," << y;
+        }
+    // It starts where names start and is as wide as the hint's text.
+    ControlCanvas measure(1, 1);
+    int width = measure.lib.DrawTextSize(XPlayList::kEmptyHint).right;
+    EXPECT_FALSE(InkedOver(d.canvas, RowCell(0, 2, XPlayList::kNameX - 1), kBack));
+    int right = RightmostInk(d.canvas, row, kBack);
+    EXPECT_GT(right, XPlayList::kNameX + width - 8);
+    EXPECT_LE(right, XPlayList::kNameX + width + 1);
+    EXPECT_FALSE(InkedOver(d.canvas, RowCell(1, 2, kW - 131), kBand)) << "one line only";
+
+    d.list.Add("/s/a.wav", 44100, 16, 2);
+    d.Draw();
+    Drawn plain;
+    plain.list.Add("/s/a.wav", 44100, 16, 2);
+    plain.Draw();
+    for (int y = row.top; y <= row.bottom; ++y)
+        for (int x = row.left; x <= row.right; ++x)
+            ASSERT_EQ(d.canvas.At(x, y), plain.canvas.At(x, y)) << "no hint once listed";
+    EXPECT_LE(RightmostInk(d.canvas, RowCell(0, 20, kW - 131), kBack),
+              XPlayList::kNameX + measure.lib.DrawTextSize("a.wav").right + 1);
+}
+
 TEST(XPlayListDraw, TheNewestEntryIsTheLastLineAndOlderOnesScrollOffTheTop) {
     // Names grow longer with each entry, so each row's ink reaches further right.
     Drawn full;
