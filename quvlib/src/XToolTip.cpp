@@ -4,8 +4,10 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "XDrawLib.h"
 #include "XWindowStd.h"
@@ -138,7 +140,57 @@ int XToolTip::SplitText(cairo_t* cr, int width) {
     return m_line_count;
 }
 
-void XToolTip::Layout(bool fit) {
+int XToolTip::WidestLine(cairo_t* cr) const {
+    PangoLayout* layout = NewLayout(cr);
+    int widest = 0;
+    for (int i = 0; i < m_line_count; ++i)
+        if (m_line[i]) widest = std::max(widest, Measure(layout, m_line[i], -1));
+    g_object_unref(layout);
+    return widest;
+}
+
+void XToolTip::BreakWideLines(cairo_t* cr, int width) {
+    PangoLayout* layout = NewLayout(cr);
+    std::vector<std::string> lines;
+    for (int i = 0; i < m_line_count && m_line[i]; ++i) {
+        std::string line = m_line[i];
+        while (static_cast<int>(lines.size()) < kMaxLines - 1 &&
+               Measure(layout, line.c_str(), -1) + kSlack > width) {
+            // The longest head that fits, cut after its last '/' when it has one
+            // (a path breaks between its folders), else after its last character.
+            pango_layout_set_text(layout, line.c_str(), -1);
+            int index = 0, trailing = 0;
+            pango_layout_xy_to_index(layout, (width - kSlack) * PANGO_SCALE, 0, &index, &trailing);
+            size_t cut = static_cast<size_t>(index);
+            if (cut == 0) cut = g_utf8_next_char(line.c_str()) - line.c_str();  // one at least
+            size_t slash = line.rfind('/', cut - 1);
+            if (slash != std::string::npos && slash + 1 > cut / 2) cut = slash + 1;
+            lines.push_back(line.substr(0, cut));
+            line.erase(0, cut);
+        }
+        if (static_cast<int>(lines.size()) == kMaxLines) break;
+        lines.push_back(line);
+    }
+    g_object_unref(layout);
+    // The lines are written one after the other, each with its terminator.
+    size_t need = 0;
+    for (const std::string& l : lines) need += l.size() + 1;
+    if (need > static_cast<size_t>(m_text_size)) {
+        delete[] m_text;
+        m_text = new char[need];
+        m_text_size = static_cast<int>(need);
+    }
+    std::fill(m_line, m_line + kMaxLines, nullptr);
+    char* at = m_text;
+    m_line_count = 0;
+    for (const std::string& l : lines) {
+        memcpy(at, l.c_str(), l.size() + 1);
+        m_line[m_line_count++] = at;
+        at += l.size() + 1;
+    }
+}
+
+void XToolTip::Layout(bool fit, int maxWidth) {
     m_cx_win = kDefaultWidth;
     m_cy_win = kDefaultHeight;
     bool pic = m_hPic.Exist();
@@ -156,6 +208,15 @@ void XToolTip::Layout(bool fit) {
     // shows as two lines.
     if (tw + kSlack > m_cx_win || strpbrk(m_text, "\r\n")) {
         SplitText(cr, m_cx_win);
+        int widest = WidestLine(cr);
+        if (!pic && widest + kSlack > m_cx_win) {
+            // A word wider than the tooltip (a long path) stands on its own line
+            // and widens the window to hold it, as far as the screen allows, so
+            // that nothing is cut at its edge; a line still wider than the screen
+            // is broken.
+            m_cx_win = std::min(widest + kSlack, std::max(kDefaultWidth, maxWidth));
+            if (widest + kSlack > m_cx_win) BreakWideLines(cr, m_cx_win);
+        }
     } else if (fit && !pic) {
         m_cx_win = tw + kSlack;
     }
@@ -169,14 +230,24 @@ void XToolTip::Show(XWindow* parent, int x, int y, const char* text, bool fit,
     SetText(text);
     ClearPic();
     if (picture && *picture) LoadPic(picture);
-    Layout(fit);
-    m_bShown = true;
-    ++m_showCount;
     m_x = x;
     m_y = y;
+    GdkRectangle screen;
+    Layout(fit, ScreenAt(parent, &screen) ? screen.width : INT_MAX);
+    m_bShown = true;
+    ++m_showCount;
     m_xWin = x;
     m_yWin = y;
     Place(parent);
+}
+
+bool XToolTip::ScreenAt(XWindow* parent, GdkRectangle* area) const {
+    GtkWidget* pw = parent ? parent->GetGtkWindow() : nullptr;
+    if (!pw) return false;
+    GdkMonitor* monitor = gdk_display_get_monitor_at_point(gtk_widget_get_display(pw), m_x, m_y);
+    if (!monitor) return false;
+    gdk_monitor_get_geometry(monitor, area);
+    return area->width > 0 && area->height > 0;
 }
 
 void XToolTip::Place(XWindow* parent) {
@@ -187,17 +258,20 @@ void XToolTip::Place(XWindow* parent) {
         gtk_window_set_type_hint(GTK_WINDOW(m_hWindow), GDK_WINDOW_TYPE_HINT_TOOLTIP);
         gtk_widget_set_app_paintable(m_hWindow, TRUE);
         g_signal_connect(m_hWindow, "draw", G_CALLBACK(OnDraw), this);
+        // The tooltip never takes a click, a drag or the pointer: with an empty
+        // input shape every pointer event goes to the window under it, which
+        // hides the tooltip at the first move as any input does.
+        cairo_region_t* none = cairo_region_create();
+        gtk_widget_input_shape_combine_region(m_hWindow, none);
+        cairo_region_destroy(none);
     }
     if (m_hParent != pw) {
         gtk_window_set_transient_for(GTK_WINDOW(m_hWindow), GTK_WINDOW(pw));
         m_hParent = pw;
     }
     // Kept on the screen that holds the asked place.
-    GdkDisplay* display = gtk_widget_get_display(pw);
-    GdkMonitor* monitor = gdk_display_get_monitor_at_point(display, m_x, m_y);
-    if (monitor) {
-        GdkRectangle r;
-        gdk_monitor_get_geometry(monitor, &r);
+    GdkRectangle r;
+    if (ScreenAt(parent, &r)) {
         m_xWin = std::max(r.x, std::min(m_x, r.x + r.width - m_cx_win));
         m_yWin = std::max(r.y, std::min(m_y, r.y + r.height - m_cy_win));
     }

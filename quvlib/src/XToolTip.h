@@ -8,6 +8,8 @@ class XWindow;
 // Platform types, declared here so that this header needs no platform header.
 typedef struct _GtkWidget GtkWidget;
 typedef struct _cairo cairo_t;
+typedef struct _cairo_rectangle_int cairo_rectangle_int_t;
+typedef cairo_rectangle_int_t GdkRectangle;
 
 /// The window's tooltip: a small borderless popup window, made on first use and
 /// kept above its window, showing a few lines of text and optionally a picture.
@@ -30,13 +32,19 @@ class XToolTip {
     XToolTip(const XToolTip&) = delete;
     XToolTip& operator=(const XToolTip&) = delete;
 
-    /// Shows `text` (null counts as empty) at screen (x, y) for `parent`: copies
-    /// the text, sizes the window (180 x 16, or the picture's size when `picture`
-    /// names a loadable picture resource), wraps the text into lines when it does
-    /// not fit on one or holds a line break, keeps the window on the screen and
-    /// shows it. `fit` true narrows a one-line tooltip without picture to its
-    /// text; false keeps the default width. With a null `parent`, or a parent
-    /// without a platform window, the text is laid out but no window is made.
+    /// Shows `text` (null counts as empty; a file name that is not UTF-8 in its
+    /// display form) at screen (x, y) for `parent`: copies the text, sizes the
+    /// window (180 x 16, or the picture's size when `picture` names a loadable
+    /// picture resource), wraps the text into lines when it does not fit on one
+    /// or holds a line break, keeps the window on the screen and shows it. A
+    /// word wider than the tooltip (a long path) widens the window to hold it,
+    /// up to the screen's width; a line wider than the screen is broken after
+    /// its last '/' that fits, else after its last character that fits. `fit`
+    /// true narrows a one-line tooltip without picture to its text; false keeps
+    /// the default width. The window takes no pointer input: clicks and drags go
+    /// to the window under it. With a null `parent`, or a parent without a
+    /// platform window, the text is laid out (without a screen limit) but no
+    /// window is made.
     void Show(XWindow* parent, int x, int y, const char* text, bool fit, const char* picture);
     /// Hides the tooltip window if it exists.
     void Hide();
@@ -88,7 +96,10 @@ class XToolTip {
 
   private:
     void SetText(const char* text);
-    void Layout(bool fit);
+    void Layout(bool fit, int maxWidth);
+    int WidestLine(cairo_t* cr) const;
+    void BreakWideLines(cairo_t* cr, int width);
+    bool ScreenAt(XWindow* parent, GdkRectangle* area) const;
     void Place(XWindow* parent);
 
     GtkWidget* m_hWindow = nullptr;  // the popup window, made on first use

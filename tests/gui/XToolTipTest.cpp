@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "XControl.h"
 #include "XToolTip.h"
 #include "XWindowStd.h"
 
@@ -97,6 +98,16 @@ TEST(XToolTip, ASingleWordWiderThanTheTooltipStaysOnALineOfItsOwn) {
     EXPECT_STREQ(tip.Line(0), "go");
     EXPECT_EQ(std::string(tip.Line(1)), wide);
     EXPECT_STREQ(tip.Line(2), "on");
+}
+
+TEST(XToolTip, AWordWiderThanTheTooltipWidensItSoThatNothingIsCut) {
+    std::string path = "/home/musician/Samples/" + std::string(50, 'k') + "-kick-long-name.wav";
+    ASSERT_GT(TextWidth(path) + 6, XToolTip::kDefaultWidth);
+    XToolTip tip;
+    tip.Show(nullptr, 0, 0, path.c_str(), false, nullptr);
+    ASSERT_EQ(tip.LineCount(), 1);
+    EXPECT_EQ(std::string(tip.Line(0)), path);
+    EXPECT_EQ(tip.Width(), TextWidth(path) + 6);
 }
 
 TEST(XToolTip, AShortTextStaysOnOneLineAtTheDefaultSize) {
@@ -282,4 +293,91 @@ TEST_F(XToolTipWindow, ATooltipAskedPastTheScreenEdgeIsKeptOnTheScreen) {
     EXPECT_EQ(tip.PlacedX(), r.x);
     EXPECT_EQ(tip.PlacedY(), r.y);
     tip.Hide();
+}
+
+// A path far wider than the screen: broken into lines between its folders, none
+// wider than the screen, and the tooltip stays on the screen.
+TEST_F(XToolTipWindow, ATooltipWiderThanTheScreenIsBrokenToItsWidthAndStaysOnIt) {
+    ParentWindow parent;
+    parent.Create();
+    GdkMonitor* monitor =
+        gdk_display_get_monitor_at_point(gtk_widget_get_display(parent.GetGtkWindow()), 0, 0);
+    ASSERT_NE(monitor, nullptr);
+    GdkRectangle r;
+    gdk_monitor_get_geometry(monitor, &r);
+    std::string path;
+    for (int i = 0; i < 12; ++i) path += "/" + std::string(30, static_cast<char>('a' + i));
+    path += "/" + std::string(300, 'z') + ".wav";  // one name wider than the screen
+    ASSERT_GT(TextWidth(path), 2 * r.width);
+    XToolTip tip;
+    tip.Show(&parent, r.x + r.width - 100, r.y + 10, path.c_str(), false, nullptr);
+    EXPECT_LE(tip.Width(), r.width);
+    EXPECT_GE(tip.PlacedX(), r.x);
+    EXPECT_LE(tip.PlacedX() + tip.Width(), r.x + r.width);
+    ASSERT_GT(tip.LineCount(), 2);
+    std::string joined;
+    for (int i = 0; i < tip.LineCount(); ++i) {
+        EXPECT_LE(TextWidth(tip.Line(i)) + 6, tip.Width()) << i;
+        joined += tip.Line(i);
+    }
+    EXPECT_EQ(joined, path) << "nothing is lost";
+    EXPECT_EQ(std::string(tip.Line(0)).back(), '/') << "a path breaks between its folders";
+    EXPECT_EQ(tip.Height(), tip.LineCount() * XToolTip::kLineHeight + 3);
+    tip.Hide();
+}
+
+namespace {
+
+// Records the presses that reach it.
+class ClickProbe : public XControl {
+  public:
+    int OnMouseDown(XMouseEvent* e) override {
+        ++downs;
+        x = e->x_click();
+        y = e->y_click();
+        return 1;
+    }
+    int downs = 0, x = -1, y = -1;
+};
+
+}  // namespace
+
+// The pointer moves onto the place where the tooltip shows and clicks there: the
+// window under it gets the move (which hides the tooltip) and the click.
+TEST_F(XToolTipWindow, AClickWhereTheTooltipShowsReachesTheWindowUnderIt) {
+    if (system("command -v xdotool > /dev/null 2>&1") != 0) GTEST_SKIP() << "xdotool missing";
+    ParentWindow parent;
+    parent.SetPosition(60, 60);
+    parent.Create();
+    ClickProbe* probe = new ClickProbe;
+    probe->SetWindowRect(XRect(0, 0, 159, 89));
+    parent.AddControl(probe);
+    parent.Show();
+    GdkWindow* view = nullptr;
+    ASSERT_TRUE(PumpUntil([&] {
+        view = gtk_widget_get_window(parent.GetView());
+        return view && gtk_widget_get_mapped(parent.GetView());
+    }));
+    int ox = 0, oy = 0;
+    gdk_window_get_origin(view, &ox, &oy);
+    // Where the window's timer would show it: 20 pixels below a pointer at (30, 20).
+    parent.ShowToolTip(ox + 30, oy + 40, "/samples/kick.wav", false, nullptr);
+    GtkWidget* tip = parent.GetToolTip()->GetWindow();
+    ASSERT_NE(tip, nullptr);
+    ASSERT_TRUE(PumpUntil([&] { return gtk_widget_get_mapped(tip); }));
+    int tx = 0, ty = 0;
+    ASSERT_TRUE(PumpUntil([&] {
+        gdk_window_get_origin(gtk_widget_get_window(tip), &tx, &ty);
+        return tx == ox + 30 && ty == oy + 40;
+    }));
+    // Into the middle of the tooltip, and a click there.
+    std::string move =
+        "xdotool mousemove --sync " + std::to_string(tx + 40) + " " + std::to_string(ty + 8);
+    ASSERT_EQ(system(move.c_str()), 0);
+    EXPECT_TRUE(PumpUntil([&] { return !parent.GetToolTip()->IsShown(); }))
+        << "the move reached the window and hid the tooltip";
+    ASSERT_EQ(system("xdotool click 1"), 0);
+    ASSERT_TRUE(PumpUntil([&] { return probe->downs == 1; })) << "the click was lost";
+    EXPECT_EQ(probe->x, 70);
+    EXPECT_EQ(probe->y, 48);
 }
