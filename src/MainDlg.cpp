@@ -12,6 +12,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "AboutBox.h"
 #include "AudioBus.h"
@@ -73,11 +74,8 @@ int MainDlg::OnCreate() {
     SetIcon(0);
     AddMacMenuItem(const_cast<char*>("About Velotune..."), 4, false);
     if (StdMenu* bar = CreateMenuBar()) {
-        // Kept from the window's first design; the three items have no action.
         StdMenu* file = bar->AddMenu("File");
-        file->AddMenuItem("New File", 0);
-        file->AddMenuItem("Open File", 1);
-        file->AddMenuItem("Save File", 2);
+        file->AddMenuItem(kOpenLabel, kCommandOpen);
     }
     EnableDropFile();
 
@@ -495,6 +493,9 @@ int MainDlg::OnCommand(unsigned long command, long param1, long) {
         case 15:
             ShowSettings(false);
             break;
+        case kCommandOpen:
+            OpenFiles();
+            break;
         default:
             break;
     }
@@ -575,6 +576,14 @@ void MainDlg::OnFrame() {
     if (!m_pProgress) return;
     float fraction = m_fProgress.load(std::memory_order_relaxed);
     if (fraction != m_pProgress->GetValueFlt()) m_pProgress->SetValueFlt(fraction);
+}
+
+void MainDlg::OpenFiles() {
+    std::vector<std::string> chosen;
+    if (!ChooseFiles(kOpenLabel, &chosen)) return;
+    std::vector<const char*> paths;
+    for (const std::string& path : chosen) paths.push_back(path.c_str());
+    DropPaths(paths.data(), static_cast<int>(paths.size()));
 }
 
 void MainDlg::ShowAbout() {

@@ -49,6 +49,10 @@ class MainDlg : public XWindow, public UThread {
     static constexpr long kThreadId = static_cast<long>(FourCC("play"));
     /// Milliseconds between two looks at the player while a sound plays.
     static constexpr int kPollMs = 300;
+    /// The File menu's one item, which lets the user choose files and folders to
+    /// play, and its command.
+    static constexpr const char* kOpenLabel = "Open\u2026";
+    static constexpr unsigned long kCommandOpen = 16;
 
     std::atomic<bool> m_bStopRequest;  // set by the stop command, cleared by a drop
     SndList m_path_list;               // dropped paths; the worker reads them
@@ -94,7 +98,8 @@ class MainDlg : public XWindow, public UThread {
     int OnClose() override;
     /// Takes the dropped files and folders (see DropPaths).
     int OnDrop(OpaqueDragRef* drag, int x, int y) override;
-    /// The commands of the window's controls (4 about, 5 to 15).
+    /// The commands of the window's controls (4 about, 5 to 15) and of the File
+    /// menu (kCommandOpen).
     int OnCommand(unsigned long command, long param1, long param2) override;
     /// Does nothing.
     int OnMessage(unsigned long, long, long) override { return 0; }
@@ -151,6 +156,9 @@ class MainDlg : public XWindow, public UThread {
     float LastProgress() const { return m_fProgress.load(std::memory_order_relaxed); }
     /// Shows the about box (modal). GUI thread.
     void ShowAbout();
+    /// The File menu's "Open…": the files and folders the user chooses are taken
+    /// exactly as a drop of them. GUI thread.
+    void OpenFiles();
 
   protected:
     /// The worker: walks the queue, then clears the queue and the displays.

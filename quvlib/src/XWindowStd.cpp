@@ -3,6 +3,7 @@
 #include <gtk/gtk.h>
 #include <pango/pangocairo.h>
 
+#include <sys/stat.h>
 #include <time.h>
 
 #include <chrono>
@@ -1130,4 +1131,117 @@ void XWindow::SetFrameTimer(bool on) {
         g_source_remove(m_frameTimer);
         m_frameTimer = 0;
     }
+}
+
+// ---- choosing files ----
+
+namespace {
+
+// The Open button's response: not one of the toolkit's accept responses, so the
+// chooser's own idea of Open (a selected folder is entered rather than chosen)
+// stays out of the way.
+constexpr int kResponseChoose = 1;
+
+bool IsFolder(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// A path as a drop gives it: a folder's ends in "/".
+std::string DropPath(std::string path) {
+    if (IsFolder(path) && (path.empty() || path.back() != '/')) path += '/';
+    return path;
+}
+
+// The path typed in a chooser's location field, without what its completion
+// proposes (the selected part at its end), made absolute against `folder`
+// ("~" is the home folder); "" when nothing is typed.
+std::string TypedLocation(GtkWidget* entry, const std::string& folder) {
+    const char* text = gtk_entry_get_text(GTK_ENTRY(entry));
+    std::string typed = text ? text : "";
+    int start = 0, end = 0;
+    if (gtk_editable_get_selection_bounds(GTK_EDITABLE(entry), &start, &end) &&
+        end == g_utf8_strlen(typed.c_str(), -1))
+        typed.resize(
+            static_cast<size_t>(g_utf8_offset_to_pointer(typed.c_str(), start) - typed.c_str()));
+    if (typed.empty()) return "";
+    if (typed == "~" || typed.compare(0, 2, "~/") == 0)
+        typed = std::string(g_get_home_dir()) + typed.substr(1);
+    else if (typed[0] != '/')
+        typed = folder + "/" + typed;
+    return typed;
+}
+
+// The chooser's folder as a path ("" when it shows none, as in its search).
+std::string ChooserFolder(GtkWidget* chooser) {
+    gchar* folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(chooser));
+    std::string path = folder ? folder : "";
+    g_free(folder);
+    return path;
+}
+
+// Return in the location field (Ctrl+L) chooses what it names, a folder as that
+// folder: the chooser itself would enter the folder, and its completion would
+// then offer the folder's first file to the next Return.
+gboolean OnChooserKey(GtkWidget* dialog, GdkEventKey* ev, gpointer) {
+    if (ev->keyval != GDK_KEY_Return && ev->keyval != GDK_KEY_KP_Enter) return FALSE;
+    GtkWidget* focus = gtk_window_get_focus(GTK_WINDOW(dialog));
+    if (!focus || !GTK_IS_ENTRY(focus) ||
+        strcmp(G_OBJECT_TYPE_NAME(focus), "GtkFileChooserEntry") != 0)
+        return FALSE;
+    std::string typed = TypedLocation(focus, ChooserFolder(dialog));
+    struct stat st {};
+    if (typed.empty() || stat(typed.c_str(), &st) != 0) return FALSE;
+    g_object_set_data_full(G_OBJECT(dialog), "quvlib-typed", g_strdup(typed.c_str()), g_free);
+    gtk_dialog_response(GTK_DIALOG(dialog), kResponseChoose);
+    return TRUE;
+}
+
+}  // namespace
+
+bool XWindow::ChooseFiles(const char* title, std::vector<std::string>* paths) {
+    if (!paths) return false;
+    paths->clear();
+    GtkWidget* dialog =
+        gtk_file_chooser_dialog_new(title ? title : "", m_hWindow ? GTK_WINDOW(m_hWindow) : nullptr,
+                                    GTK_FILE_CHOOSER_ACTION_OPEN, "_Cancel", GTK_RESPONSE_CANCEL,
+                                    "_Open", kResponseChoose, nullptr);
+    GtkFileChooser* chooser = GTK_FILE_CHOOSER(dialog);
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), kResponseChoose);
+    gtk_file_chooser_set_select_multiple(chooser, TRUE);
+    gtk_file_chooser_set_local_only(chooser, TRUE);
+    // Where the last choice was made, else home: never the recently used list,
+    // which the chooser would show otherwise.
+    std::string start = IsFolder(m_chooserFolder) ? m_chooserFolder : g_get_home_dir();
+    gtk_file_chooser_set_current_folder(chooser, start.c_str());
+    g_signal_connect(dialog, "key-press-event", G_CALLBACK(OnChooserKey), nullptr);
+    gtk_window_set_modal(GTK_WINDOW(dialog), TRUE);
+    int response = gtk_dialog_run(GTK_DIALOG(dialog));
+    if (response == kResponseChoose) {
+        std::string folder = ChooserFolder(dialog);
+        if (const char* typed =
+                static_cast<const char*>(g_object_get_data(G_OBJECT(dialog), "quvlib-typed"))) {
+            paths->push_back(DropPath(typed));
+        } else {
+            GSList* files = gtk_file_chooser_get_files(chooser);
+            for (GSList* f = files; f; f = f->next)
+                if (gchar* path = g_file_get_path(G_FILE(f->data))) {
+                    paths->push_back(DropPath(path));
+                    g_free(path);
+                }
+            g_slist_free_full(files, g_object_unref);
+        }
+        // Open with nothing selected takes the folder shown.
+        if (paths->empty() && !folder.empty()) paths->push_back(DropPath(folder));
+        if (!paths->empty()) {
+            // The next choice starts where this one was made: the folder that
+            // holds the first item chosen.
+            std::string first = paths->front();
+            if (!first.empty() && first.back() == '/') first.pop_back();
+            size_t slash = first.rfind('/');
+            m_chooserFolder = slash == std::string::npos ? folder : first.substr(0, slash + 1);
+        }
+    }
+    gtk_widget_destroy(dialog);
+    return !paths->empty();
 }

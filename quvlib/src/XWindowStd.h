@@ -5,6 +5,8 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <string>
+#include <vector>
 
 #include "XDrawLib.h"
 #include "XMessenger.h"
@@ -177,6 +179,15 @@ class XWindow : public XWindowBase {
     int CustomCursor() { return 0; }
     /// Opens `url` with the system's default handler.
     void OpenUrl(char* url);
+    /// Lets the user choose files and folders with the toolkit's file chooser,
+    /// titled `title`, modal over this window; several may be chosen at once.
+    /// The chosen POSIX paths go into `paths`, a folder's ending in "/", as a
+    /// drop gives them. The chooser opens in the folder that held the last
+    /// choice (the home folder the first time). A path typed in its location
+    /// field (Ctrl+L) and confirmed with Return is chosen as it is: a folder as
+    /// that folder. Open with nothing selected chooses the folder shown. Returns
+    /// false, with `paths` empty, when the user cancels. GUI thread.
+    bool ChooseFiles(const char* title, std::vector<std::string>* paths);
     /// The parent window's object, or null.
     XWindow* GetParentWindow();
     /// The XWindow that owns a platform window, or null.
@@ -292,4 +303,5 @@ class XWindow : public XWindowBase {
     std::atomic<bool> m_bGuiCallsCancelled{false};  // set by CancelGuiCalls
     char* m_firstFrameFile = nullptr;               // owned; null once written
     unsigned m_frameTimer = 0;                      // the frame timer's source id, 0 = none
+    std::string m_chooserFolder;                    // where ChooseFiles opens next ("" = home)
 };

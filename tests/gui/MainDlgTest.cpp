@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "AudioBus.h"
+#include "ChooserDriver.h"
 #include "DecoderErrorText.h"
 #include "MainDlg.h"
 #include "ProgramKit.h"
@@ -491,7 +492,7 @@ TEST_F(MainDlgTest,
     EXPECT_EQ(Entries(dlg.m_pPlayList), std::vector<std::string>{dir + "/one.wav"});
 }
 
-TEST_F(MainDlgTest, TheMenusHoldAboutVelotuneWithCommandFourAndTheFileMenuWithItsThreeItems) {
+TEST_F(MainDlgTest, TheMenusHoldAboutVelotuneWithCommandFourAndTheFileMenuWithOpen) {
     ASSERT_NE(dlg.GetMenuBar(), nullptr);
     std::vector<std::string> labels;
     GtkWidget* window = dlg.GetGtkWindow();
@@ -510,9 +511,26 @@ TEST_F(MainDlgTest, TheMenusHoldAboutVelotuneWithCommandFourAndTheFileMenuWithIt
         }
     };
     walk(window);
-    std::vector<std::string> expected = {"Velotune", "About Velotune...", "File",
-                                         "New File", "Open File",         "Save File"};
+    std::vector<std::string> expected = {"Velotune", "About Velotune...", "File", "Open\u2026"};
     EXPECT_EQ(labels, expected);
+}
+
+TEST_F(MainDlgTest, OpenInTheFileMenuTakesTheChosenFolderAsADropOfIt) {
+    if (system("command -v xdotool > /dev/null 2>&1") != 0) GTEST_SKIP() << "xdotool missing";
+    std::string dir = Folder("open");
+    Wav(dir + "/A.WAV");
+    Wav(dir + "/b.wav");
+    testgui::ChooserDriver driver([&](GtkWidget* dialog) {
+        testgui::ChooserDriver::Run(dialog, "xdotool key ctrl+l; xdotool type --delay 40 '" + dir +
+                                                "'; xdotool key Return");
+    });
+    dlg.OnCommand(MainDlg::kCommandOpen, 0, 0);
+    EXPECT_TRUE(driver.Found());
+    EXPECT_TRUE(PumpUntil([&] { return !dlg.IsRunning(); })) << "the walk did not end";
+    Pump();
+    std::vector<std::string> expected;
+    for (const std::string& name : Listing(dir)) expected.push_back(dir + "/" + name);
+    EXPECT_EQ(Entries(dlg.m_pPlayList), expected) << "the folder's sounds, as a drop plays them";
 }
 
 TEST_F(MainDlgTest, TheViewKeepsItsFullSizeBelowTheMenuBar) {
