@@ -163,6 +163,11 @@ int XPlayList::OnToolTip(int x, int y) {
     return 1;
 }
 
+const char* XPlayList::OnDragOutPath(int, int y) {
+    int index = ItemIndex(y);
+    return index < 0 ? nullptr : m_item[index].path;
+}
+
 void XPlayList::OnDraw(XDrawLib* lib) {
     XRect local = GetLocalRect();
     int w = local.Width(), h = local.Height();

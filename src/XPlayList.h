@@ -126,6 +126,9 @@ class XPlayList : public XControl {
     /// Over an entry, shows a tooltip holding its full path and returns 1;
     /// elsewhere returns 0.
     int OnToolTip(int x, int y) override;
+    /// A drag that starts on an entry carries that entry's file out of the
+    /// window; elsewhere (the header, below the last entry) nothing.
+    const char* OnDragOutPath(int x, int y) override;
     /// Draws the header, bands, lines, titles, entries, the marker and the
     /// outline (see the class comment); stores m_first_visible.
     void OnDraw(XDrawLib* lib) override;

@@ -103,6 +103,9 @@ void XControl::OnXDrop(int, int, long, long) {}
 int XControl::OnToolTip(int, int) {
     return 0;
 }
+const char* XControl::OnDragOutPath(int, int) {
+    return nullptr;
+}
 
 // ---- tree ----
 
@@ -442,6 +445,10 @@ void XControl::XDrop(int x, int y, long wParam, long lParam) {
 void XControl::ToolTip(int x, int y) {
     int lx = x - m_rcControl.left, ly = y - m_rcControl.top;
     if (OnToolTip(lx, ly) == 0 && m_tooltip) ShowToolTip(lx, ly, m_tooltip, false, m_toolpic);
+}
+
+const char* XControl::DragOutPath(int x, int y) {
+    return OnDragOutPath(x - m_rcControl.left, y - m_rcControl.top);
 }
 
 void XControl::SetToolTip(const char* text, const char* picture) {

@@ -160,6 +160,10 @@ class XControl : public XNode, public XModule {
     /// Asked on the third quiet timer tick at local (x, y). Return non-zero when
     /// handled; otherwise the control's own tooltip text (if any) is shown.
     virtual int OnToolTip(int x, int y);
+    /// The POSIX path of the file that a drag out of the window, started by a
+    /// press at local (x, y), carries to another application (a file manager, a
+    /// sound editor); null when nothing is dragged out from there.
+    virtual const char* OnDragOutPath(int x, int y);
 
     // ---- tree ----
 
@@ -332,6 +336,8 @@ class XControl : public XNode, public XModule {
     /// Window (x, y) on the third quiet tick: OnToolTip (local); when that returns 0
     /// and the control has a tooltip text, shows it.
     void ToolTip(int x, int y);
+    /// OnDragOutPath for window (x, y) (local to the control).
+    const char* DragOutPath(int x, int y);
     /// Copies the tooltip text and picture name (null clears).
     void SetToolTip(const char* text, const char* picture = nullptr);
     const char* GetToolTip() const { return m_tooltip; }

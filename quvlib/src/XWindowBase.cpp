@@ -383,6 +383,18 @@ void XWindowBase::XDrop(int x, int y) {
     m_drag = t_drag();
 }
 
+// ---- drag out to other applications ----
+
+const char* XWindowBase::DragOutPath(int x, int y) {
+    XControl* control = FindControl(x, y);
+    return control ? control->DragOutPath(x, y) : nullptr;
+}
+
+void XWindowBase::DragOutBegun() {
+    m_pControlMouse = nullptr;
+    m_bWindowWantMouse = false;
+}
+
 // ---- timer ----
 
 namespace {

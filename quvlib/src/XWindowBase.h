@@ -183,6 +183,16 @@ class XWindowBase : public XNode,
     /// The drag in progress (zeroed when none).
     const t_drag& GetDrag() const { return m_drag; }
 
+    // ---- drag out to other applications ----
+
+    /// The file that a drag out of the window, started by a press at (x, y),
+    /// carries: the path the topmost control there names (XControl::DragOutPath),
+    /// or null.
+    const char* DragOutPath(int x, int y);
+    /// A drag out of the window has begun: the platform's drag takes the rest of
+    /// the press, so no control or window keeps the mouse for its button-up.
+    void DragOutBegun();
+
     // ---- timer ----
 
     /// Starts the process-wide timer thread when none runs.

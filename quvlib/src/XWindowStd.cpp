@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
@@ -117,6 +118,12 @@ struct XWindowPlatform {
         if (ev->button == 3) button = 2;
         if (ev->button == 2) button = 3;
         gtk_widget_grab_focus(widget);
+        // A press of the first button may become a drag out of the window once
+        // the pointer has moved past the toolkit's threshold; until then it is
+        // an ordinary press, delivered below.
+        w->m_bPressForDrag = ev->button == 1;
+        w->m_xPress = x;
+        w->m_yPress = y;
         bool shift = (ev->state & GDK_SHIFT_MASK) != 0;
         bool control = (ev->state & GDK_CONTROL_MASK) != 0;
         if (!w->MouseDown(x, y, button, shift, control)) return FALSE;
@@ -124,15 +131,25 @@ struct XWindowPlatform {
     }
 
     static gboolean OnButtonRelease(GtkWidget*, GdkEventButton* ev, gpointer data) {
+        if (ev->button == 1) static_cast<XWindow*>(data)->m_bPressForDrag = false;
         int button = ev->button == 3 ? 2 : ev->button == 2 ? 3 : 1;
         static_cast<XWindow*>(data)->MouseUp(static_cast<int>(ev->x), static_cast<int>(ev->y),
                                              button);
         return TRUE;
     }
 
-    static gboolean OnMotion(GtkWidget*, GdkEventMotion* ev, gpointer data) {
+    static gboolean OnMotion(GtkWidget* widget, GdkEventMotion* ev, gpointer data) {
         XWindow* w = static_cast<XWindow*>(data);
         int x = static_cast<int>(ev->x), y = static_cast<int>(ev->y);
+        if (w->m_bPressForDrag && (ev->state & GDK_BUTTON1_MASK) &&
+            gtk_drag_check_threshold(widget, w->m_xPress, w->m_yPress, x, y)) {
+            w->m_bPressForDrag = false;
+            const char* path = w->m_drag.label ? nullptr : w->DragOutPath(w->m_xPress, w->m_yPress);
+            if (path && *path) {
+                BeginDragOut(w, widget, path, reinterpret_cast<GdkEvent*>(ev));
+                return TRUE;
+            }
+        }
         if (ev->state & (GDK_BUTTON1_MASK | GDK_BUTTON2_MASK | GDK_BUTTON3_MASK)) {
             int m =
                 ((ev->state & GDK_SHIFT_MASK) ? 1 : 0) + ((ev->state & GDK_CONTROL_MASK) ? 2 : 0);
@@ -237,9 +254,84 @@ struct XWindowPlatform {
 
     static GdkAtom UriListAtom() { return gdk_atom_intern_static_string("text/uri-list"); }
 
+    // ---- a drag out of the window ----
+
+    // Hands the file to the toolkit's drag as "text/uri-list", the form file
+    // managers and sound editors take. Only a copy is offered: the file stays.
+    static void BeginDragOut(XWindow* w, GtkWidget* view, const char* path, GdkEvent* event) {
+        w->m_dragOutPath = path;
+        w->DragOutBegun();
+        GtkTargetList* targets = gtk_target_list_new(nullptr, 0);
+        gtk_target_list_add_uri_targets(targets, 0);
+        gtk_drag_begin_with_coordinates(view, targets, GDK_ACTION_COPY, 1, event, w->m_xPress,
+                                        w->m_yPress);
+        gtk_target_list_unref(targets);
+    }
+
+    // The drag's picture: the file's name on a small dark label, the pointer at
+    // its left end.
+    static void OnDragOutBegin(GtkWidget*, GdkDragContext* ctx, gpointer data) {
+        XWindow* w = static_cast<XWindow*>(data);
+        if (w->m_dragOutPath.empty()) return;
+        const std::string& path = w->m_dragOutPath;
+        size_t slash = path.rfind('/');
+        std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+        std::string shown;
+        cairo_surface_t* scratch = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
+        cairo_t* measure = cairo_create(scratch);
+        PangoLayout* layout = pango_cairo_create_layout(measure);
+        PangoFontDescription* font = pango_font_description_from_string(kLabelFont);
+        pango_font_description_set_absolute_size(font, 11 * PANGO_SCALE);
+        pango_layout_set_font_description(layout, font);
+        pango_layout_set_text(layout, XDrawLib::DisplayText(name.c_str(), shown), -1);
+        int tw = 0, th = 0;
+        pango_layout_get_pixel_size(layout, &tw, &th);
+        int cx = std::min(tw, 400) + 10, cy = th + 4;
+        cairo_surface_t* icon = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, cx, cy);
+        cairo_t* cr = cairo_create(icon);
+        cairo_set_source_rgb(cr, 38 / 255.0, 42 / 255.0, 52 / 255.0);
+        cairo_paint(cr);
+        cairo_set_source_rgb(cr, 110 / 255.0, 120 / 255.0, 140 / 255.0);
+        cairo_set_line_width(cr, 1);
+        cairo_rectangle(cr, 0.5, 0.5, cx - 1, cy - 1);
+        cairo_stroke(cr);
+        cairo_set_source_rgb(cr, 1, 1, 1);
+        cairo_move_to(cr, 5, 2);
+        pango_cairo_update_layout(cr, layout);
+        pango_cairo_show_layout(cr, layout);
+        cairo_destroy(cr);
+        cairo_surface_set_device_offset(icon, -2, -cy / 2);
+        gtk_drag_set_icon_surface(ctx, icon);
+        cairo_surface_destroy(icon);
+        pango_font_description_free(font);
+        g_object_unref(layout);
+        cairo_destroy(measure);
+        cairo_surface_destroy(scratch);
+    }
+
+    static void OnDragOutData(GtkWidget*, GdkDragContext*, GtkSelectionData* data, guint, guint,
+                              gpointer user) {
+        XWindow* w = static_cast<XWindow*>(user);
+        if (w->m_dragOutPath.empty()) return;
+        gchar* uri = g_filename_to_uri(w->m_dragOutPath.c_str(), nullptr, nullptr);
+        if (!uri) return;
+        gchar* uris[] = {uri, nullptr};
+        gtk_selection_data_set_uris(data, uris);
+        g_free(uri);
+    }
+
+    static void OnDragOutEnd(GtkWidget*, GdkDragContext*, gpointer data) {
+        static_cast<XWindow*>(data)->m_dragOutPath.clear();
+    }
+
     static gboolean OnDragMotion(GtkWidget* widget, GdkDragContext* ctx, gint x, gint y, guint time,
                                  gpointer data) {
         XWindow* w = static_cast<XWindow*>(data);
+        // A file dragged out of this window is not taken back by it.
+        if (gtk_drag_get_source_widget(ctx) == widget) {
+            gdk_drag_status(ctx, GdkDragAction(0), time);
+            return TRUE;
+        }
         // A target left over from a drop that ended on another widget (its leave
         // was held back for a drop that never came here) is told now.
         if (!w->m_bDragInside && w->m_pControlDrag) w->Drag(w->m_xDrag, w->m_yDrag, 2);
@@ -272,7 +364,8 @@ struct XWindowPlatform {
 
     static gboolean OnDragDrop(GtkWidget* widget, GdkDragContext* ctx, gint, gint, guint time,
                                gpointer data) {
-        if (gtk_drag_dest_find_target(widget, ctx, nullptr) != UriListAtom()) {
+        if (gtk_drag_get_source_widget(ctx) == widget ||
+            gtk_drag_dest_find_target(widget, ctx, nullptr) != UriListAtom()) {
             XWindow* w = static_cast<XWindow*>(data);
             w->Drag(w->m_xDrag, w->m_yDrag, 2);
             gtk_drag_finish(ctx, FALSE, FALSE, time);
@@ -659,6 +752,9 @@ void XWindow::Create() {
     g_signal_connect(m_hGuiView, "scroll-event", G_CALLBACK(XWindowPlatform::OnScroll), this);
     g_signal_connect(m_hGuiView, "enter-notify-event", G_CALLBACK(XWindowPlatform::OnEnter), this);
     g_signal_connect(m_hGuiView, "leave-notify-event", G_CALLBACK(XWindowPlatform::OnLeave), this);
+    g_signal_connect(m_hGuiView, "drag-begin", G_CALLBACK(XWindowPlatform::OnDragOutBegin), this);
+    g_signal_connect(m_hGuiView, "drag-data-get", G_CALLBACK(XWindowPlatform::OnDragOutData), this);
+    g_signal_connect(m_hGuiView, "drag-end", G_CALLBACK(XWindowPlatform::OnDragOutEnd), this);
     g_signal_connect(win, "key-press-event", G_CALLBACK(XWindowPlatform::OnKeyPress), this);
     g_signal_connect(win, "delete-event", G_CALLBACK(XWindowPlatform::OnDelete), this);
     g_signal_connect(win, "destroy", G_CALLBACK(XWindowPlatform::OnDestroy), this);

@@ -304,4 +304,7 @@ class XWindow : public XWindowBase {
     char* m_firstFrameFile = nullptr;               // owned; null once written
     unsigned m_frameTimer = 0;                      // the frame timer's source id, 0 = none
     std::string m_chooserFolder;                    // where ChooseFiles opens next ("" = home)
+    bool m_bPressForDrag = false;    // button 1 is down and has not yet moved past the threshold
+    int m_xPress = 0, m_yPress = 0;  // where it went down
+    std::string m_dragOutPath;       // the file a drag out of the window carries ("" = none)
 };

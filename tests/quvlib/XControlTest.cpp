@@ -737,3 +737,28 @@ TEST(XControl, CommandCarriesItsParametersToTheWindow) {
     EXPECT_EQ(win.l, 4);
     delete c;
 }
+
+namespace {
+// Offers a file for drags that start in its left half.
+class DragOutProbe : public XControl {
+  public:
+    const char* OnDragOutPath(int x, int y) override {
+        lastX = x;
+        lastY = y;
+        return x < GetLocalRect().Width() / 2 ? "/samples/kick.wav" : nullptr;
+    }
+    int lastX = -1, lastY = -1;
+};
+}  // namespace
+
+TEST(XControl, ADragOutIsAskedInLocalCoordinatesAndTheBaseCarriesNothing) {
+    XControl plain;
+    plain.SetWindowRect(XRect(10, 20, 49, 59));
+    EXPECT_EQ(plain.DragOutPath(15, 25), nullptr);
+    DragOutProbe probe;
+    probe.SetWindowRect(XRect(10, 20, 49, 59));
+    EXPECT_STREQ(probe.DragOutPath(15, 25), "/samples/kick.wav");
+    EXPECT_EQ(probe.lastX, 5);
+    EXPECT_EQ(probe.lastY, 5);
+    EXPECT_EQ(probe.DragOutPath(45, 25), nullptr);
+}

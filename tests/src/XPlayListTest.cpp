@@ -439,3 +439,16 @@ TEST(XPlayList, NextPathThatReturnsNullDoesNotRedraw) {
     EXPECT_EQ(f.list.NextPath(), nullptr);
     EXPECT_TRUE(f.host.drawn.empty());
 }
+
+TEST(XPlayList, ADragFromAnEntryCarriesItsFileAndFromTheHeaderOrBelowNothing) {
+    ListFixture f(300, 300, 10, 40);
+    f.AddRange(0, 3);
+    f.Layout();
+    // Window coordinates: the list's top-left is (10, 40).
+    EXPECT_EQ(f.list.DragOutPath(20, 40 + 19), nullptr) << "the header";
+    ASSERT_NE(f.list.DragOutPath(20, 40 + 20), nullptr);
+    EXPECT_EQ(std::string(f.list.DragOutPath(20, 40 + 20)), ListFixture::Path(0));
+    EXPECT_EQ(std::string(f.list.DragOutPath(200, 40 + 34)), ListFixture::Path(1));
+    EXPECT_EQ(std::string(f.list.DragOutPath(20, 40 + 61)), ListFixture::Path(2));
+    EXPECT_EQ(f.list.DragOutPath(20, 40 + 62), nullptr) << "below the last entry";
+}

