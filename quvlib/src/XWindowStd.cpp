@@ -1278,19 +1278,26 @@ std::string ChooserFolder(GtkWidget* chooser) {
 
 // Return in the location field (Ctrl+L) chooses what it names, a folder as that
 // folder: the chooser itself would enter the folder, and its completion would
-// then offer the folder's first file to the next Return.
-gboolean OnChooserKey(GtkWidget* dialog, GdkEventKey* ev, gpointer) {
-    if (ev->keyval != GDK_KEY_Return && ev->keyval != GDK_KEY_KP_Enter) return FALSE;
+// then offer the folder's first file to the next Return. The key is looked at
+// wherever it goes first (the dialog, or the completion's list, which takes the
+// keyboard while it shows), before any handler acts on it.
+gboolean OnChooserKey(GSignalInvocationHint*, guint count, const GValue* values, gpointer data) {
+    GtkWidget* dialog = static_cast<GtkWidget*>(data);
+    if (count < 2 || g_object_get_data(G_OBJECT(dialog), "quvlib-typed")) return TRUE;
+    const GdkEvent* ev = static_cast<const GdkEvent*>(g_value_get_boxed(&values[1]));
+    if (!ev || ev->type != GDK_KEY_PRESS ||
+        (ev->key.keyval != GDK_KEY_Return && ev->key.keyval != GDK_KEY_KP_Enter))
+        return TRUE;
     GtkWidget* focus = gtk_window_get_focus(GTK_WINDOW(dialog));
     if (!focus || !GTK_IS_ENTRY(focus) ||
         strcmp(G_OBJECT_TYPE_NAME(focus), "GtkFileChooserEntry") != 0)
-        return FALSE;
+        return TRUE;
     std::string typed = TypedLocation(focus, ChooserFolder(dialog));
     struct stat st {};
-    if (typed.empty() || stat(typed.c_str(), &st) != 0) return FALSE;
+    if (typed.empty() || stat(typed.c_str(), &st) != 0) return TRUE;
     g_object_set_data_full(G_OBJECT(dialog), "quvlib-typed", g_strdup(typed.c_str()), g_free);
     gtk_dialog_response(GTK_DIALOG(dialog), kResponseChoose);
-    return TRUE;
+    return TRUE;  // the hook stays for the dialog's life
 }
 
 }  // namespace
@@ -1310,9 +1317,11 @@ bool XWindow::ChooseFiles(const char* title, std::vector<std::string>* paths) {
     // which the chooser would show otherwise.
     std::string start = IsFolder(m_chooserFolder) ? m_chooserFolder : g_get_home_dir();
     gtk_file_chooser_set_current_folder(chooser, start.c_str());
-    g_signal_connect(dialog, "key-press-event", G_CALLBACK(OnChooserKey), nullptr);
+    guint keySignal = g_signal_lookup("key-press-event", GTK_TYPE_WIDGET);
+    gulong keyHook = g_signal_add_emission_hook(keySignal, 0, OnChooserKey, dialog, nullptr);
     gtk_window_set_modal(GTK_WINDOW(dialog), TRUE);
     int response = gtk_dialog_run(GTK_DIALOG(dialog));
+    g_signal_remove_emission_hook(keySignal, keyHook);
     if (response == kResponseChoose) {
         std::string folder = ChooserFolder(dialog);
         if (const char* typed =

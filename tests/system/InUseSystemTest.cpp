@@ -24,6 +24,7 @@
 #include "XPane.h"
 #include "XPlayList.h"
 #include "XTogVol.h"
+#include "XToolTip.h"
 
 using namespace programkit;
 
@@ -272,4 +273,214 @@ TEST_F(InUse, AnEntryDraggedOutOfThePlaylistGivesItsFileToAnotherApplication) {
     g_free(uri);
     EXPECT_TRUE(program.Running());
     EXPECT_EQ(Quit(), 0);
+}
+
+// ---- the playlist's tooltip ----
+
+namespace {
+
+// The colour of screen pixel (x, y).
+XColor ScreenPixel(int x, int y) {
+    std::string path = testfiles::TempPath("in-use-pixel.rgb");
+    std::string cmd = "import -window root -crop 1x1+" + std::to_string(x) + "+" +
+                      std::to_string(y) + " -depth 8 rgb:" + Quote(path);
+    if (system(cmd.c_str()) != 0) return XColor(1, 2, 3, 4);
+    std::string px = ReadText(path);
+    if (px.size() < 3) return XColor(1, 2, 3, 4);
+    return XColor(static_cast<unsigned char>(px[0]), static_cast<unsigned char>(px[1]),
+                  static_cast<unsigned char>(px[2]), 255);
+}
+
+}  // namespace
+
+// The pointer rests on an entry until its tooltip shows below it, then moves onto
+// the tooltip and clicks there: the entry under it, two rows further down, is
+// chosen.
+TEST_F(InUse, AClickWhereTheTooltipShowsChoosesTheEntryUnderIt) {
+    std::string dir = Folder("tooltip-click");
+    for (int i = 0; i < 3; ++i)
+        WriteTone(dir + "/t" + std::to_string(i) + ".wav", {441.0 * (i + 1)}, 0.3);
+    Recorder rec(testfiles::TempPath("tooltip-click.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({dir});
+    Geometry g0 = WindowGeometry(window);
+    const int bar = g0.height - kViewHeight;  // the menu bar above the view
+    // A taller window shows all three entries.
+    ASSERT_EQ(
+        system(
+            ("xdotool windowsize --sync " + window + " 400 " + std::to_string(bar + 300)).c_str()),
+        0);
+    ASSERT_TRUE(WaitUntil(
+        [&] {
+            std::vector<int16_t> left = rec.Left();
+            std::vector<Segment> segs = Segments(left);
+            return segs.size() == 3 && static_cast<long>(left.size()) - segs.back().end > 44100;
+        },
+        30000))
+        << "the three sounds did not play";
+    rec.Stop();
+    Geometry g = WindowGeometry(window);
+    int px = g.x + 100, py = g.y + bar + 27;  // on the first entry
+    system(("xdotool mousemove --sync " + std::to_string(px) + " " + std::to_string(py)).c_str());
+    // The tooltip's outline shows 20 pixels below the pointer.
+    ASSERT_TRUE(
+        WaitUntil([&] { return ScreenPixel(px + 5, py + 20) == XToolTip::FrameColor(); }, 10000))
+        << "no tooltip";
+    int tx = px + 40, ty = py + 28;  // inside the tooltip, over the third entry's row
+    system(
+        ("xdotool mousemove --sync " + std::to_string(tx) + " " + std::to_string(ty) + " click 1")
+            .c_str());
+    // The marker moves to the third entry (view row 2: y 50 to 63).
+    Geometry shotSize;
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            std::vector<unsigned char> shot = Shot(&shotSize);
+            return At(shot, shotSize, shotSize.height - bar, 5, 55) == XColor(0, 255, 0, 255);
+        },
+        10000))
+        << "the click did not reach the entry under the tooltip";
+    EXPECT_EQ(Quit(), 0);
+}
+
+// ---- the File menu's Open… ----
+
+namespace {
+
+// Opens `path` through File > Open… with the keyboard: F10 opens the menu bar,
+// Right goes to the File menu, Down to "Open…"; Return chooses it; in the chooser
+// Ctrl+L, the path and Return. With `doc` set, the open File menu is written to
+// docs/ as `doc`. Returns whether the chooser came and went.
+bool OpenThroughTheMenu(const std::string& window, const std::string& path,
+                        const std::string& doc = "") {
+    // The program's windows on the screen: its window, and a menu once one drops.
+    auto shown = [] { return Shell("xdotool search --onlyvisible --classname '^velotune$'"); };
+    std::string before = shown();
+    if (Key(window, "F10 Right Down") != 0) return false;
+    if (!WaitUntil([&] { return shown() != before; }, 10000)) return false;
+    Geometry g = WindowGeometry(window);
+    if (!doc.empty()) WriteDoc(doc, g.x, g.y, g.width, g.height);
+    if (system("xdotool key Return") != 0) return false;
+    std::string chooser;
+    WaitUntil(
+        [&] {
+            chooser = Shell("xdotool search --onlyvisible --name '^Open\xe2\x80\xa6$' | head -n1");
+            return !chooser.empty();
+        },
+        10000);
+    if (chooser.empty()) return false;
+    std::string keys = "xdotool windowfocus --sync " + chooser +
+                       " key ctrl+l; xdotool type --delay 30 " + Quote(path) +
+                       "; xdotool key Return";
+    if (system(keys.c_str()) != 0) return false;
+    return WaitUntil(
+        [&] {
+            return Shell("xdotool search --onlyvisible --name '^Open\xe2\x80\xa6$' | head -n1")
+                .empty();
+        },
+        10000);
+}
+
+}  // namespace
+
+TEST_F(InUse, OpenInTheFileMenuPlaysTheChosenFolder) {
+    std::string dir = Folder("open-menu");
+    WriteTone(dir + "/one.wav", {661.5, 661.5}, 0.5);
+    Recorder rec(testfiles::TempPath("open-menu.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({});
+    ASSERT_TRUE(OpenThroughTheMenu(window, dir, "velotune-file-menu.png"));
+    std::vector<Segment> segs;
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            segs = Segments(rec.Left());
+            return !segs.empty();
+        },
+        20000))
+        << "nothing was heard";
+    rec.Stop();
+    ASSERT_FALSE(segs.empty());
+    EXPECT_NEAR(segs[0].hz, 661.5, 6.6) << "the folder's sound";
+    EXPECT_EQ(Quit(), 0);
+}
+
+// ---- the limit's seconds ----
+
+// Ctrl+A selects the 5 the field shows, a letter is refused and 2 replaces it:
+// a 4-second sound then stops after 2 seconds.
+TEST_F(InUse, TheLimitTypedOverWithControlATakesOnlyItsDigits) {
+    std::string dir = Folder("limit");
+    WriteTone(dir + "/long.wav", {882.0, 882.0}, 4.0);
+    Recorder rec(testfiles::TempPath("limit.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({});
+    ASSERT_EQ(ClickView(window, 384, 49), 0);  // settings
+    ASSERT_EQ(ClickView(window, 16, 66), 0);   // limit on: the field shows 5
+    ASSERT_EQ(ClickView(window, 135, 65), 0);  // into the field
+    ASSERT_EQ(Key(window, "ctrl+a x 2 Return"), 0);
+    ASSERT_EQ(ClickView(window, 375, 48), 0);  // done
+    ASSERT_TRUE(OpenThroughTheMenu(window, dir + "/long.wav"));
+    std::vector<Segment> segs;
+    WaitUntil(
+        [&] {
+            std::vector<int16_t> left = rec.Left();
+            segs = Segments(left);
+            return !segs.empty() && static_cast<long>(left.size()) - segs.back().end > 44100;
+        },
+        20000);
+    rec.Stop();
+    ASSERT_EQ(segs.size(), 1u);
+    double seconds = static_cast<double>(segs[0].Length()) / 44100.0;
+    // A limit of 2 s: the fade starts 6000 frames before it and lasts about
+    // 18400 frames; 5, 52 or no limit would play all 4 s.
+    EXPECT_GT(seconds, 2.0);
+    EXPECT_LT(seconds, 2.5);
+    EXPECT_EQ(Quit(), 0);
+}
+
+// ---- the terminal ----
+
+// A folder of broken files and a name that is not UTF-8, walked, listed, hovered
+// for its tooltip and drawn again and again: nothing is printed about any of it.
+TEST_F(InUse, AFolderOfBrokenFilesLeavesTheTerminalQuiet) {
+    std::string dir = Folder("quiet");
+    WriteTone(dir + "/good.wav", {441.0, 441.0}, 0.3);
+    WriteTone(dir + "/caf\xe9-latin1.wav", {661.5, 661.5}, 0.3);
+    ASSERT_TRUE(testfiles::WriteDamagedMp3(dir + "/damaged.mp3", 2));
+    ASSERT_TRUE(testfiles::WriteBytes(dir + "/text.mp3", std::vector<unsigned char>(3000, 'y')));
+    ASSERT_TRUE(testfiles::WriteBytes(dir + "/text.wav", std::vector<unsigned char>(3000, 'x')));
+    ASSERT_TRUE(testfiles::WriteBytes(dir + "/zero-bytes.aiff", {}));
+    Recorder rec(testfiles::TempPath("quiet.raw"));
+    ASSERT_TRUE(rec.Start());
+    Launch({dir});
+    Geometry g0 = WindowGeometry(window);
+    const int bar = g0.height - kViewHeight;
+    ASSERT_EQ(
+        system(
+            ("xdotool windowsize --sync " + window + " 400 " + std::to_string(bar + 300)).c_str()),
+        0);
+    // The good sounds and the damaged MP3's first part play; then silence.
+    ASSERT_TRUE(WaitUntil(
+        [&] {
+            std::vector<int16_t> left = rec.Left();
+            std::vector<Segment> segs = Segments(left);
+            return segs.size() >= 3 && static_cast<long>(left.size()) - segs.back().end > 44100;
+        },
+        30000))
+        << "the folder was not walked";
+    rec.Stop();
+    // Each entry's tooltip, one after the other (the pointer rests on each).
+    Geometry g = WindowGeometry(window);
+    for (int row = 0; row < 3; ++row) {
+        int px = g.x + 100, py = g.y + bar + 27 + 14 * row;
+        system(
+            ("xdotool mousemove --sync " + std::to_string(px) + " " + std::to_string(py)).c_str());
+        EXPECT_TRUE(WaitUntil(
+            [&] { return ScreenPixel(px + 5, py + 20) == XToolTip::FrameColor(); }, 10000))
+            << "no tooltip over row " << row;
+    }
+    system("xdotool mousemove 900 700");
+    EXPECT_EQ(Quit(), 0);
+    std::string out = Output();
+    for (const char* mark : {"WARNING", "CRITICAL", "Note:", "mpg123", "Invalid UTF-8"})
+        EXPECT_EQ(out.find(mark), std::string::npos) << "the terminal shows:\n" << out;
 }
