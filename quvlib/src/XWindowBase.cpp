@@ -393,6 +393,10 @@ const char* XWindowBase::DragOutPath(int x, int y) {
 void XWindowBase::DragOutBegun() {
     m_pControlMouse = nullptr;
     m_bWindowWantMouse = false;
+    // The window hears no moves while the drag runs: nothing is hovered, and no
+    // tooltip may show up under the dragged file.
+    m_pControlOver = nullptr;
+    TimerReset();
 }
 
 // ---- timer ----

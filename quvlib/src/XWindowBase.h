@@ -190,7 +190,8 @@ class XWindowBase : public XNode,
     /// or null.
     const char* DragOutPath(int x, int y);
     /// A drag out of the window has begun: the platform's drag takes the rest of
-    /// the press, so no control or window keeps the mouse for its button-up.
+    /// the press, so no control or window keeps the mouse for its button-up, no
+    /// control is hovered and the tooltip is hidden.
     void DragOutBegun();
 
     // ---- timer ----

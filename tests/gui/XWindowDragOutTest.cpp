@@ -73,6 +73,7 @@ class XWindowDragOut : public ::testing::Test {
         w.Create();
         probe = new FileProbe;
         probe->SetWindowRect(XRect(0, 0, 199, 99));
+        probe->SetToolTip("/samples/snare.wav");
         w.AddControl(probe);
         w.Show();
         ASSERT_TRUE(PumpUntil([&] { return gtk_widget_get_mapped(w.GetView()); }));
@@ -109,12 +110,18 @@ TEST_F(XWindowDragOut, APressThatMovesLessThanTheThresholdIsAClickAndStartsNoDra
 }
 
 TEST_F(XWindowDragOut, APressThatMovesPastTheThresholdStartsADragOfTheControlsFile) {
-    Xdo("mousemove --sync " + At(50, 50) + " mousedown 1");
+    // The pointer comes to rest on the control first, as a user's does.
+    Xdo("mousemove --sync " + At(49, 50) + " mousemove --sync " + At(50, 50));
+    ASSERT_TRUE(PumpUntil([&] { return w.GetControlOver() == probe; }));
+    Xdo("mousedown 1");
     ASSERT_TRUE(PumpUntil([&] { return probe->downs == 1; }));
     for (int step = 1; step <= 6; ++step) Xdo("mousemove --sync " + At(50 + 5 * step, 50));
     EXPECT_TRUE(PumpUntil([&] { return begun > 0; })) << "the drag began";
     EXPECT_EQ(begun, 1);
     EXPECT_EQ(w.GetControlMouse(), nullptr) << "the drag took the rest of the press";
+    // The window hears nothing while the drag runs: no tooltip comes up under it.
+    for (int tick = 0; tick < 4; ++tick) w.TimerTick();
+    EXPECT_FALSE(w.GetToolTip()->IsShown());
     int moves = probe->moves;
     Xdo("mousemove --sync " + At(120, 60) + " mouseup 1");
     Pump();

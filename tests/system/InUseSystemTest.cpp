@@ -251,7 +251,7 @@ TEST_F(InUse, AnEntryDraggedOutOfThePlaylistGivesItsFileToAnotherApplication) {
     Process target;
     ASSERT_TRUE(
         target.Start({"/bin/sh", "-c",
-                      "exec " + Quote(VELOTUNE_DROP_TARGET) + " 600 400 > " + Quote(targetOut)}));
+                      "exec " + Quote(VELOTUNE_DROP_TARGET) + " 450 60 > " + Quote(targetOut)}));
     ASSERT_TRUE(WaitUntil([&] { return ReadText(targetOut).find("ready") == 0; }, 10000));
 
     int x = 100, y = 27;  // the entry's row in the view
@@ -260,12 +260,12 @@ TEST_F(InUse, AnEntryDraggedOutOfThePlaylistGivesItsFileToAnotherApplication) {
         ("xdotool mousemove --sync " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1")
             .c_str());
     Glide(x, y, x + 30, y + 20);  // past the threshold, still in the window
-    Glide(x + 30, y + 20, 700, 460);
+    Glide(x + 30, y + 20, 560, 120);
     for (int d : {1, 0, 1, 0}) {  // each move a position the target answers
-        system(("xdotool mousemove " + std::to_string(700 + d) + " 460").c_str());
+        system(("xdotool mousemove " + std::to_string(560 + d) + " 120").c_str());
         SleepMs(100);
     }
-    WriteDoc("velotune-drag-out.png", 0, 0, 820, 540);
+    WriteDoc("velotune-drag-out.png", 0, 0, 660, 190);
     system("xdotool mouseup 1");
     EXPECT_EQ(target.Wait(20000), 0) << "the drop target got no drop:\n" << ReadText(targetOut);
     gchar* uri = g_filename_to_uri(path.c_str(), nullptr, nullptr);
