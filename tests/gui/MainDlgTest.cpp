@@ -301,7 +301,7 @@ TEST_F(MainDlgTest, AFileTheDecoderRefusesIsSkippedWithALogLineNamingItAndTheDec
     Text(path, "this is a text file, not a sound, whatever its name says\n");
     EXPECT_EQ(dlg.OpenSound(&path[0]), nullptr);
     std::string log = programkit::ReadText(programkit::LogPath());
-    // The designed text first, then the decoder's own reason.
+    // The step's text first, then the decoder's own reason.
     std::string reason = testfiles::DecoderOpenReason(path);
     ASSERT_FALSE(reason.empty());
     EXPECT_NE(
