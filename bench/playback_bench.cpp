@@ -136,13 +136,16 @@ int Play(char* path) {
     UThread::Wait(300);  // the IO thread runs steadily by now
     const double cpu0 = CpuSeconds(), wall0 = WallSeconds();
     player.Play(&reader);
-    while (!player.IsReady()) UThread::Wait(10);
+    bus.WakeUp();
+    while (!player.WaitReady(300)) {
+    }
     const double cpu = CpuSeconds() - cpu0, wall = WallSeconds() - wall0;
     if (std::getenv("PLAYBACK_BENCH_THREADS")) PrintThreads();
     bus.Stop();
     bus.SetPlaySource(nullptr);
     dev->Close(2);
-    std::printf("%.3f %.3f %.3f\n", seconds, wall, cpu);
+    const unsigned long underruns = static_cast<AudioDevCore*>(dev)->UnderrunCount();
+    std::printf("%.3f %.3f %.3f %lu\n", seconds, wall, cpu, underruns);
     return 0;
 }
 

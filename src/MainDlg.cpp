@@ -2,10 +2,12 @@
 
 #include <dirent.h>
 #include <limits.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -63,9 +65,15 @@ MainDlg::MainDlg() : m_bStopRequest(false), m_vol{0.1f, 0.4f, 1.0f} {
 }
 
 MainDlg::~MainDlg() {
-    m_bClosing = true;
+    {
+        std::lock_guard<std::mutex> guard(m_audioLock);
+        m_bClosing = true;
+    }
+    m_audioCond.notify_all();
     m_bStopRequest = true;
     CancelGuiCalls();
+    m_player.WakeWaiter();
+    if (m_audioThread.joinable()) m_audioThread.join();
 }
 
 // ---- construction of the window ----
@@ -186,21 +194,72 @@ int MainDlg::OnCreate() {
 }
 
 int MainDlg::OnShow() {
-    if (!m_pBus) return 0;
-    m_pBus->AddDriver(new AudioDevCore(), "CoreAudio");
-    AudioDev* dev = m_pBus->CurrentDriver();
-    if (!dev) return 0;
-    DEVOPEN play{0, 2, 0};
-    if (dev->Open(nullptr, &play, 44100, 32)) {
-        dev->Start(0);
-        m_pBus->EnableRecord(false);
-        m_pBus->EnablePlay(true);
-        m_pBus->SetPlaySource(&m_player);
-        m_pBus->Start();
-        m_bAudioOpen = true;
-    }
-    m_player.Init(this);
+    StartAudio();
     return 0;
+}
+
+void MainDlg::StartAudio() {
+    if (m_bAudioStarted.exchange(true)) return;
+    m_audioThread = std::thread([this] { OpenAudio(); });
+}
+
+void MainDlg::OpenAudio() {
+    AudioDev* dev = nullptr;
+    AudioDevCore* core = nullptr;
+    if (m_pBus) {
+        core = new AudioDevCore();
+        if (m_pBus->AddDriver(core, "CoreAudio") != 1) core = nullptr;  // refused: deleted
+        dev = m_pBus->CurrentDriver();
+    }
+    const char* why = m_pBus ? "the sound service offers no device" : "no audio bus";
+    if (dev) {
+        DEVOPEN play{0, 2, 0};
+        if (dev->Open(nullptr, &play, 44100, 32)) {
+            dev->Start(0);
+            m_pBus->EnableRecord(false);
+            m_pBus->EnablePlay(true);
+            m_pBus->SetPlaySource(&m_player);
+            m_pBus->Start();
+            m_bAudioOpen = true;
+        } else {
+            why = dev->GetErrorMsg();
+        }
+        m_player.Init(this);
+    }
+    if (!m_bAudioOpen) {
+        m_bNoDevice = true;
+        QuvLog log;
+        log.LogPrint("*** MainDlg: no audio device: %s ***", why);
+        PostToGuiThread([this] {
+            if (m_pTxtTime) m_pTxtTime->SetLabel(kNoDeviceText);
+            Redraw();
+        });
+    }
+    {
+        std::lock_guard<std::mutex> guard(m_audioLock);
+        m_bAudioReady = true;
+    }
+    m_audioCond.notify_all();
+    // The other devices are only listed for the log. Probing them loads the sound
+    // library's plugins, and loading a library holds a process-wide lock that the
+    // toolkit needs while it starts: so they are listed a while after the start,
+    // behind everything else the program does, unless the window closes first.
+    if (core && dev == core) {
+        std::unique_lock<std::mutex> guard(m_audioLock);
+        m_audioCond.wait_for(guard, std::chrono::milliseconds(kListDevicesAfterMs),
+                             [this] { return m_bClosing.load(); });
+        guard.unlock();
+        if (m_bClosing) return;
+        setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 10);
+        core->ListMoreDevices(&m_bClosing);
+    }
+}
+
+bool MainDlg::WaitAudio() {
+    if (!m_bAudioStarted) return false;  // a window never shown stays silent
+    std::unique_lock<std::mutex> guard(m_audioLock);
+    m_audioCond.wait(guard, [this] { return m_bAudioReady; });
+    return m_bAudioOpen;
 }
 
 int MainDlg::OnReady() {
@@ -220,18 +279,32 @@ int MainDlg::OnReady() {
 }
 
 int MainDlg::OnClose() {
+    {
+        std::lock_guard<std::mutex> guard(m_audioLock);
+        m_bClosing = true;  // also ends the start-up thread's wait (OpenAudio)
+    }
+    m_audioCond.notify_all();
+    m_bStopRequest = true;
+    // A sound that plays fades out within 30 ms instead of being cut off.
+    if (AudioOpen() && !m_player.IsReady() && !m_player.IsPaused()) {
+        m_player.FadeOutQuickly();
+        m_player.WaitReady(200);
+    }
     // The worker must not wait for a GUI thread that is about to end the process,
     // and must be gone before the objects it uses are destroyed at exit.
-    m_bClosing = true;
-    m_bStopRequest = true;
     CancelGuiCalls();
-    m_player.Stop();
-    for (int i = 0; i < 150 && IsRunning(); ++i) Wait(20);
-    if (IsRunning()) Kill();
+    m_player.WakeWaiter();
+    for (int i = 0; i < 400 && IsRunning(); ++i) Wait(5);
+    const bool workerGone = !IsRunning();
+    if (workerGone) Join();
+    if (m_audioThread.joinable()) m_audioThread.join();
     if (m_pBus) {
         m_pBus->Stop();
         if (AudioDev* dev = m_pBus->CurrentDriver()) dev->Close(2);
     }
+    // A worker held up beyond two seconds (a file system that does not answer)
+    // still uses this window's members: the process ends without destroying them.
+    if (!workerGone) _exit(0);
     AppQuit();
 }
 
@@ -275,7 +348,7 @@ void MainDlg::DropPaths(const char* const* paths, int count) {
     if (IsRunning() != 1) {
         m_bWorkerDone = false;
         Start(kThreadId, 0);
-        if (m_pTogPlay) m_pTogPlay->SetValueInt(1);
+        ShowPlaying(true);
     }
     SetCursor(0);
 }
@@ -295,6 +368,8 @@ void MainDlg::SetStartPaths(const char* const* paths, int count) {
 
 void MainDlg::OnRun() {
     if (GetThreadId() != kThreadId) return;
+    WaitAudio();
+    if (m_bListPlay.exchange(false)) FollowList();
     int i = 0;
     for (;;) {
         for (; i < m_path_list.Size() && !m_bClosing; ++i) {
@@ -315,7 +390,8 @@ void MainDlg::OnRun() {
             m_pTxtProp->Clear();
             m_pTxtSize->Clear();
             m_pTxtTime->Clear();
-            m_pTogPlay->SetValueInt(0);
+            if (m_bNoDevice) m_pTxtTime->SetLabel(kNoDeviceText);
+            ShowPlaying(false);
             m_bWorkerDone = true;
             finished = true;
             Redraw();
@@ -357,17 +433,28 @@ void MainDlg::PlayFolder(char* path) {
 
 void MainDlg::PlayFile(char* path) {
     if (m_bStopRequest || m_bClosing) return;
+    // The playlist keeps paths of up to 511 bytes; a longer one is never cut into
+    // another name: the file is skipped.
+    if (strlen(path) >= static_cast<size_t>(XPlayList::kPathSize)) {
+        LogPrint("*** MainDlg: skipped %s: the path is longer than the playlist holds ***", path);
+        return;
+    }
     snd_* sound = OpenSound(path);
     // A stop that came while the file was being opened ends the walk here too.
     if (!sound || m_bStopRequest) return;
-    if (!OnGui([&] {
-            m_pPlayList->Add(path, sound->SampleRate(), sound->BitDepth(), sound->Channel());
-        }))
-        return;
+    std::string entry = path;
+    const int rate = sound->SampleRate(), bits = sound->BitDepth(), channels = sound->Channel();
+    PostToGuiThread([this, entry, rate, bits, channels] {
+        m_pPlayList->Add(entry.c_str(), rate, bits, channels);
+    });
     PlayAndWait(sound);
     if (m_bStopRequest) return;
-    char next[512];
-    for (;;) {
+    FollowList();
+}
+
+void MainDlg::FollowList() {
+    char next[XPlayList::kPathSize];
+    while (!m_bStopRequest && !m_bClosing) {
         bool have = false;
         if (!OnGui([&] {
                 const char* p = m_pPlayList->NextPath();
@@ -378,16 +465,20 @@ void MainDlg::PlayFile(char* path) {
             return;
         if (!have) return;
         if (snd_* s = OpenSound(next)) PlayAndWait(s);
-        if (m_bStopRequest || m_bClosing) return;
     }
 }
 
 void MainDlg::PlayAndWait(snd_* s) {
+    if (!AudioOpen()) return;  // nothing can play: the walk goes on
     m_player.Play(s);
+    if (m_pBus) m_pBus->WakeUp();
     // The bar follows the sound through the frame timer while it plays.
-    OnGui([&] { SetFrameTimer(true); });
-    while (!m_player.IsReady() && !m_bClosing) Wait(kPollMs);
-    OnGui([&] {
+    PostToGuiThread([this] {
+        ShowPlaying(!m_player.IsPaused());
+        SetFrameTimer(true);
+    });
+    while (!m_player.IsReady() && !m_bClosing) m_player.WaitReady(kPollMs);
+    PostToGuiThread([this] {
         SetFrameTimer(false);
         SetProgress(0.0f);
     });
@@ -417,14 +508,17 @@ snd_* MainDlg::OpenSound(char* path) {
         return nullptr;
     }
     snd_* s = &m_mac;
-    OnGui([&] {
-        int rate = s->SampleRate();
-        int size = s->SampleSize();
+    // The properties go to the labels without waiting for the GUI thread: the
+    // values are taken now, while the reader is this file's.
+    const int rate = s->SampleRate();
+    const int size = s->SampleSize();
+    const int bits = s->BitDepth();
+    PostToGuiThread([this, rate, size, bits] {
         ShowValue(m_pTxtRate, rate);
         ShowValue(m_pTxtSize, size);
         DisplayTime(rate > 0 ? static_cast<float>(size) / static_cast<float>(rate) : 0.0f);
-        if (s->BitDepth() != 0) {
-            ShowValue(m_pTxtProp, s->BitDepth());
+        if (bits != 0) {
+            ShowValue(m_pTxtProp, bits);
             m_pTxtProp->Show();
         } else {
             m_pTxtProp->Hide();
@@ -445,9 +539,52 @@ bool MainDlg::StrMatch(const char* text, const char* match) {
 }
 
 void MainDlg::PlayList(int index) {
+    LiftPause();
     m_player.Stop();
     m_pPlayList->Select(index);
     Update();
+    PlayFromListIfChosen();
+}
+
+void MainDlg::PlayFromListIfChosen() {
+    if (!WalkRuns() && m_pPlayList && m_pPlayList->NextInLine() >= 0) PlayFromList();
+}
+
+bool MainDlg::WalkRuns() const {
+    return IsRunning() && !m_bWorkerDone;
+}
+
+bool MainDlg::PlayFromList() {
+    if (WalkRuns() || m_bClosing) return false;
+    XPlayList* list = m_pPlayList;
+    if (!list || list->Count() == 0) return false;
+    if (list->NextInLine() < 0) {
+        // No choice pending: the current entry, or the newest when the current
+        // one is past it (the walk reached the end of the list).
+        int current = list->SelectIndex();
+        bool held = current != list->NextSlot() &&
+                    (list->Count() == XPlayList::kItems || current < list->NextSlot());
+        list->Select(held ? current
+                          : (list->NextSlot() + XPlayList::kItems - 1) % XPlayList::kItems);
+    }
+    // A worker that has already cleared the queue is about to end: wait for it.
+    if (IsRunning()) Join();
+    m_bStopRequest = false;
+    m_bListPlay = true;
+    m_bWorkerDone = false;
+    Start(kThreadId, 0);
+    return true;
+}
+
+void MainDlg::LiftPause() {
+    if (!m_player.IsPaused()) return;
+    m_player.Pause(false);
+    if (m_pBus) m_pBus->WakeUp();
+    ShowPlaying(true);
+}
+
+void MainDlg::ShowPlaying(bool playing) {
+    if (m_pTogPlay) m_pTogPlay->SetValueInt(playing ? 1 : 0);
 }
 
 // ---- commands, settings and display ----
@@ -462,18 +599,28 @@ int MainDlg::OnCommand(unsigned long command, long param1, long) {
             break;
         case 6:
             m_bStopRequest = true;
+            LiftPause();
             m_player.Stop();
             break;
         case 7:
+            LiftPause();
             m_pPlayList->Prev();
             m_player.Stop();
+            PlayFromListIfChosen();
             break;
         case 8:
-            if (IsRunning()) m_player.Pause(param1 == 0);
+            if (WalkRuns()) {
+                m_player.Pause(param1 == 0);
+                if (param1 != 0 && m_pBus) m_pBus->WakeUp();
+            } else if (param1 != 0 && !PlayFromList()) {
+                ShowPlaying(false);  // nothing to play: the toggle tells the truth
+            }
             break;
         case 9:
+            LiftPause();
             m_pPlayList->Next();
             m_player.Stop();
+            PlayFromListIfChosen();
             break;
         case 10:
             if (m_pBus && param1 >= 0 && param1 < 3) m_pBus->SetVolume(m_vol[param1]);
@@ -561,7 +708,8 @@ void MainDlg::FormatTime(float seconds, char* out, int size) {
 void MainDlg::DisplayTime(float seconds) {
     char text[48];
     FormatTime(seconds, text, sizeof text);
-    m_pTxtTime->SetLabel(text);
+    // Without a device nothing is heard: the label says so instead of a length.
+    m_pTxtTime->SetLabel(m_bNoDevice ? kNoDeviceText : text);
     m_pTxtTime->SetDirty();
 }
 

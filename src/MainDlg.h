@@ -3,6 +3,10 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
 
 #include "FourCC.h"
 #include "Player.h"
@@ -28,16 +32,24 @@ class XTogVol;
 /// depth first in directory order with hidden entries skipped, opens every file
 /// whose extension is wav, aif, aiff or mp3 with the libsndfile reader, shows its
 /// properties, adds it to the playlist and plays it to the end before the next.
+/// When no walk runs, a click on a playlist entry, Play, space or an arrow key
+/// plays the entry it names and goes on down the list to the newest entry.
 ///
 /// Threads. Commands, drops, keys and drawing run on the GUI thread. The worker
 /// ('play') reads the queue, opens and plays sounds and waits for the player; it
-/// changes controls only through CallOnGuiThread, so no control is touched by two
-/// threads. The player reports progress from the audio IO thread through
-/// SetProgress, which stores one atomic and posts an update: the GUI thread moves
-/// the value into the progress bar (OnUpdate).
+/// changes controls only on the GUI thread, mostly by posting the change
+/// (PostToGuiThread) so that no sound waits for drawing, and it asks the playlist
+/// for the next entry through CallOnGuiThread. The player reports progress from
+/// the audio IO thread through SetProgress, which stores one atomic: the frame
+/// timer moves it into the progress bar (OnFrame). The audio device is opened on
+/// a start-up thread of its own (StartAudio), beside the toolkit's start-up, so
+/// that neither waits for the other.
 ///
 /// A file with an accepted extension that the decoder refuses is skipped after
-/// one log line naming it and the decoder's text; it never ends the program.
+/// one log line naming it and the decoder's text; it never ends the program. A
+/// device that does not open is logged, the time label says "No audio device",
+/// and the walk goes through the files without waiting for sounds that cannot
+/// play.
 class MainDlg : public XWindow, public UThread {
   public:
     /// The maker's web address opened by the link (command 12), its host name
@@ -47,8 +59,13 @@ class MainDlg : public XWindow, public UThread {
     static constexpr const char* kWebDomain = "velotune.test";
     /// The worker thread's id.
     static constexpr long kThreadId = static_cast<long>(FourCC("play"));
-    /// Milliseconds between two looks at the player while a sound plays.
+    /// Longest sleep between two looks at the player while a sound plays; the
+    /// player wakes the worker the moment the sound ends.
     static constexpr int kPollMs = 300;
+    /// The other audio devices are listed (for the log) this long after the start.
+    static constexpr int kListDevicesAfterMs = 3000;
+    /// What the time label says when no audio device could be opened.
+    static constexpr const char* kNoDeviceText = "No audio device";
     /// The File menu's one item, which lets the user choose files and folders to
     /// play, and its command.
     static constexpr const char* kOpenLabel = "Open\u2026";
@@ -88,13 +105,12 @@ class MainDlg : public XWindow, public UThread {
 
     /// Builds the menus and the twenty controls of the window.
     int OnCreate() override;
-    /// Opens device 0 at 44100 Hz, 32 bits, 2 channels through a "CoreAudio"
-    /// driver of the bus, starts it with the player as play source, and
-    /// initialises the player.
+    /// Starts the audio device (StartAudio) unless that was done already.
     int OnShow() override;
     /// Takes the paths given with SetStartPaths as a drop.
     int OnReady() override;
-    /// Stops the worker, the bus and the driver, then ends the program (status 0).
+    /// Fades a playing sound out (within 30 ms), ends the worker and the audio
+    /// start-up, stops the bus and the driver, then ends the program (status 0).
     int OnClose() override;
     /// Takes the dropped files and folders (see DropPaths).
     int OnDrop(OpaqueDragRef* drag, int x, int y) override;
@@ -109,6 +125,22 @@ class MainDlg : public XWindow, public UThread {
     /// While a sound plays (the frame timer runs): moves the progress the player
     /// last reported into the progress bar.
     void OnFrame() override;
+
+    // ---- the audio device ----
+
+    /// Opens the audio device on a start-up thread of its own and returns at
+    /// once: a "CoreAudio" driver is added to the bus; device 0 is opened at
+    /// 44100 Hz, 32 bits, 2 channels and started, the bus plays the player, and
+    /// the player is initialised (only when the bus has a driver). Then the
+    /// driver lists the other devices (for the log). Called by main before the
+    /// toolkit starts, and by OnShow; a second call does nothing. Any thread.
+    void StartAudio();
+    /// Waits until StartAudio has opened the device (or failed to); returns at
+    /// once when StartAudio was never called (the window stays silent). Returns
+    /// whether the device is open. Any thread but the GUI thread before Show.
+    bool WaitAudio();
+    /// Whether the device opened. Any thread.
+    bool AudioOpen() const { return m_bAudioOpen.load(std::memory_order_acquire); }
 
     // ---- loading and navigation ----
 
@@ -130,9 +162,18 @@ class MainDlg : public XWindow, public UThread {
     snd_* OpenSound(char* path);
     /// Whether `text`, with A-Z lowered, equals `match`.
     static bool StrMatch(const char* text, const char* match);
-    /// Stops the player, marks playlist entry `index` as the next and updates.
-    /// GUI thread.
+    /// Stops the player, marks playlist entry `index` as the next and updates;
+    /// when no walk runs, plays it (PlayFromList). GUI thread.
     void PlayList(int index);
+    /// When no walk runs: plays the playlist entry chosen to play next (or, with
+    /// none chosen, the current entry, else the newest) and goes on down the list
+    /// as NextPath gives, up to the newest entry. Returns whether there was an
+    /// entry to play. A running walk takes choices by itself. GUI thread.
+    bool PlayFromList();
+    /// Whether a walk (of dropped paths or of the list) runs. GUI thread.
+    bool WalkRuns() const;
+    /// PlayFromList, when an entry is chosen to play next. GUI thread.
+    void PlayFromListIfChosen();
 
     // ---- commands, settings and display (GUI thread) ----
 
@@ -171,13 +212,34 @@ class MainDlg : public XWindow, public UThread {
         return CallOnGuiThread([](void* p) { (*static_cast<F*>(p))(); }, &f);
     }
     /// Plays `s` and waits for the player to finish (or the window to close),
-    /// then empties the progress bar. Worker thread.
+    /// then empties the progress bar. Without an audio device nothing can play:
+    /// it returns at once. Worker thread.
     void PlayAndWait(snd_* s);
+    /// Follows the playlist: while NextPath gives a path, opens and plays it.
+    /// Worker thread.
+    void FollowList();
+    /// The audio start-up thread's work (see StartAudio).
+    void OpenAudio();
+    /// A stopping command (Stop, Next, Previous, an entry) lifts a pause, so that
+    /// the fade-out runs and what follows plays. GUI thread.
+    void LiftPause();
+    /// Sets the play/pause toggle without a command. GUI thread.
+    void ShowPlaying(bool playing);
 
     std::atomic<float> m_fProgress{0.0f};  // written by the IO thread
     std::atomic<bool> m_bClosing{false};   // the window is closing: the worker ends
     SndList m_start_paths;                 // command-line paths, dropped by OnReady
-    bool m_bAudioOpen = false;             // OnShow opened the device
     bool m_bWorkerDone = false;            // the worker cleared the queue and ends; GUI thread
+    std::atomic<bool> m_bListPlay{false};  // the worker starts with the playlist; GUI, worker
     AudioBus* m_pBus = nullptr;            // not owned
+
+    // The audio start-up (StartAudio): its thread, and what it found out, which
+    // m_audioLock guards until m_bAudioReady is set.
+    std::thread m_audioThread;                 // joined by OnClose and the destructor
+    std::atomic<bool> m_bAudioStarted{false};  // StartAudio was called
+    std::atomic<bool> m_bAudioOpen{false};     // written by the start-up thread
+    std::atomic<bool> m_bNoDevice{false};      // the start-up failed to open a device
+    std::mutex m_audioLock;
+    std::condition_variable m_audioCond;
+    bool m_bAudioReady = false;  // the start-up is over; under m_audioLock
 };

@@ -3,7 +3,9 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <exception>
 
 #include "FourCC.h"
@@ -16,6 +18,10 @@ constexpr float kFadeStart = 0.999f;
 constexpr float kFadeStep = 0.998f;
 constexpr float kFadeEnd = 0.01f;
 constexpr int kFadeGroup = 8;  // frames per fade step
+// The step that takes the gain from 1 below kFadeEnd within kQuickFadeMs:
+// 0.01 ^ (8 / (44100 * 0.030)) = 0.9725.
+constexpr float kQuickFadeStep = 0.9725f;
+static_assert(Player::kQuickFadeMs == 30, "kQuickFadeStep is computed for 30 ms");
 
 // The rate conversion's difference term: (b - a) * frac truncated toward zero and
 // narrowed to a signed 16-bit integer. The narrowing is deliberate: for samples in
@@ -45,11 +51,14 @@ Player::Player()
       m_pos_play(0),
       m_play_size(0.0f),
       m_fade_out(1.0f),
+      m_fade_step(kFadeStep),
       m_dPos(0.0),
       m_dInc(1.0),
       m_bDirectPlay(true),
       m_bFilling(false),
-      m_bQuit(false) {}
+      m_bQuit(false) {
+    sem_init(&m_ended, 0, 0);
+}
 
 Player::~Player() {
     // The worker's loop runs until told otherwise; stop it cooperatively and wait
@@ -59,6 +68,7 @@ Player::~Player() {
     Join();
     delete[] m_in.buffer;
     delete[] m_out_buffer;
+    sem_destroy(&m_ended);
 }
 
 void Player::Init(MainDlg* w) {
@@ -91,6 +101,7 @@ void Player::Play(snd_* s) {
     m_pos_play.store(0, std::memory_order_relaxed);
     m_in.base = m_in.index = m_in.count = 0;
     m_fade_out.store(1.0f, std::memory_order_relaxed);
+    m_fade_step.store(kFadeStep, std::memory_order_relaxed);
     m_dPos = 0.0;
     m_dInc = 1.0;
     m_bDirectPlay = true;
@@ -122,6 +133,11 @@ void Player::Stop() {
     }
 }
 
+void Player::FadeOutQuickly() {
+    m_fade_step.store(kQuickFadeStep, std::memory_order_relaxed);
+    Stop();
+}
+
 void Player::Pause(bool p) {
     m_bPause.store(p, std::memory_order_relaxed);
 }
@@ -130,10 +146,37 @@ bool Player::IsReady() {
     return m_pos_read.load(std::memory_order_acquire) == 0;
 }
 
+bool Player::WaitReady(int ms) {
+    timespec deadline{};
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += ms / 1000;
+    deadline.tv_nsec += static_cast<long>(ms % 1000) * 1000000L;
+    if (deadline.tv_nsec >= 1000000000L) {
+        deadline.tv_sec += 1;
+        deadline.tv_nsec -= 1000000000L;
+    }
+    while (!IsReady()) {
+        if (sem_clockwait(&m_ended, CLOCK_MONOTONIC, &deadline) == 0) {
+            // A post: the sound ended, or a wake-up that asks the caller to look.
+            return IsReady();
+        }
+        if (errno != EINTR) break;  // the time is up
+    }
+    return IsReady();
+}
+
+void Player::WakeWaiter() {
+    int pending = 0;
+    if (sem_getvalue(&m_ended, &pending) == 0 && pending == 0) sem_post(&m_ended);
+}
+
 void Player::EndSound() {
     m_pos_play.store(0, std::memory_order_relaxed);
     // Release: Play, on the main window's worker, may reuse everything once it sees 0.
     m_pos_read.store(0, std::memory_order_release);
+    // Wakes the main window's worker now rather than at its next look: a post
+    // never blocks, and one pending post is enough.
+    WakeWaiter();
 }
 
 int Player::OnAudioPlay(float* out, int frames, int channels) {
@@ -175,11 +218,12 @@ int Player::OnAudioPlay(float* out, int frames, int channels) {
 
     float fade = m_fade_out.load(std::memory_order_relaxed);
     if (fade < 1.0f) {
+        const float step = m_fade_step.load(std::memory_order_relaxed);
         float* p = out;
         const int groups = n / kFadeGroup;
         for (int g = 0; g < groups; ++g) {
             for (int k = 0; k < 2 * kFadeGroup; ++k) *p++ *= fade;
-            fade *= kFadeStep;
+            fade *= step;
         }
         // The remainder is scaled with the current gain, which stays as it is.
         for (int k = 0; k < 2 * (n % kFadeGroup); ++k) *p++ *= fade;

@@ -1,6 +1,8 @@
 // Plays one opened sound at a time through the audio bus.
 #pragma once
 
+#include <semaphore.h>
+
 #include <atomic>
 
 #include "AudioConnect.h"
@@ -43,6 +45,8 @@ class Player : public AudioSource, public UThread, public QuvLog {
     static constexpr int kFillSleepMs = 40;
     /// Floats in the input block: 4096 samples plus one carried stereo frame.
     static constexpr int kInFloats = 4098;
+    /// Longest fade-out of FadeOutQuickly, in milliseconds of output.
+    static constexpr int kQuickFadeMs = 30;
 
     /// No sound, no window, no buffers, not paused, no limit. Any thread.
     Player();
@@ -70,12 +74,23 @@ class Player : public AudioSource, public UThread, public QuvLog {
     /// a second Stop during a fade does nothing. Any thread, including the IO thread
     /// (the playback limit calls it there): it only stores atomics.
     void Stop();
+    /// Fades the sound out within kQuickFadeMs of output (starting the fade, or
+    /// steepening one that runs), for a program that is closing: the sound ends
+    /// without a click but at once. Any thread; only stores atomics.
+    void FadeOutQuickly();
     /// While `p` is true the IO thread gets nothing; positions and fade stay. Any
     /// thread.
     void Pause(bool p);
     /// True when no sound is loaded or the last one has ended (m_pos_read is 0).
     /// Any thread.
     bool IsReady();
+    /// Sleeps until the sound has ended or `ms` milliseconds have passed,
+    /// whichever comes first, and returns IsReady(). The IO thread wakes the
+    /// sleeper the moment it ends a sound (one semaphore post, which never
+    /// blocks), so the next sound can follow at once. Main window's worker.
+    bool WaitReady(int ms);
+    /// Ends a WaitReady at once (the window is closing). Any thread.
+    void WakeWaiter();
 
     /// Copies the next ready frames out of the ring (always stereo; `channels` is
     /// not consulted), applies the fade-out and reports progress. Returns the frames
@@ -95,6 +110,7 @@ class Player : public AudioSource, public UThread, public QuvLog {
     int PosPlay() const { return m_pos_play.load(std::memory_order_acquire); }
     bool IsStreaming() const { return m_bStreaming.load(std::memory_order_acquire); }
     float FadeGain() const { return m_fade_out.load(std::memory_order_relaxed); }
+    float FadeStep() const { return m_fade_step.load(std::memory_order_relaxed); }
     int PlayMax() const { return m_play_max.load(std::memory_order_relaxed); }
     bool IsPaused() const { return m_bPause.load(std::memory_order_relaxed); }
     /// Source frames per output frame and length in output frames of the sound
@@ -147,6 +163,9 @@ class Player : public AudioSource, public UThread, public QuvLog {
     // Gain of the fade-out, 1.0 when not fading. Stop starts it (compare-exchange
     // from exactly 1.0), the IO thread advances it, Play resets it.
     std::atomic<float> m_fade_out;
+    // Factor applied to the gain every 8 frames of a fade: 0.998, or a steeper one
+    // from FadeOutQuickly. Written by Play and FadeOutQuickly, read by the IO thread.
+    std::atomic<float> m_fade_step;
     // Rate conversion state: written by Play before publishing, then by the worker.
     double m_dPos;
     double m_dInc;
@@ -156,4 +175,6 @@ class Player : public AudioSource, public UThread, public QuvLog {
     // for this to drop, so Play never touches m_in while the worker does.
     std::atomic<bool> m_bFilling;
     std::atomic<bool> m_bQuit;  // written by the destructor, read by the worker
+    // Posted by the IO thread when it ends a sound; WaitReady waits on it.
+    sem_t m_ended;
 };

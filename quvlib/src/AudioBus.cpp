@@ -109,8 +109,13 @@ void AudioBus::EnableRecord(bool on) {
 
 void AudioBus::SetPlaySource(AudioSource* source) {
     LogPrint("*** AudioBus::SetPlaySource(%d) ***", PtrAsInt(source));
-    m_pPlaySource.store(source, std::memory_order_release);
+    m_pPlaySource.store(source, std::memory_order_seq_cst);
     if (source) m_bMonitor.store(false);
+    if (AudioDev* dev = m_pAudioPlay.load()) dev->SyncWithIo();
+}
+
+void AudioBus::WakeUp() {
+    if (AudioDev* dev = m_pAudioPlay.load()) dev->WakeUp();
 }
 
 void AudioBus::SetRecordSource(AudioSource* source) {

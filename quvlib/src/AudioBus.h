@@ -61,7 +61,9 @@ class AudioBus : public AudioSource, public AudioTarget, public XMessenger, publ
     /// Binds the bus as the current driver's target (on) or unbinds it; off also
     /// ends monitoring.
     void EnableRecord(bool on);
-    /// The source pulled for playback; a source switches monitoring off.
+    /// The source pulled for playback; a source switches monitoring off. Returns
+    /// once the play driver's IO thread has left the previous source, so that the
+    /// caller may destroy it.
     void SetPlaySource(AudioSource* source);
     /// A source that overwrites each recorded block before it is distributed.
     void SetRecordSource(AudioSource* source);
@@ -73,6 +75,9 @@ class AudioBus : public AudioSource, public AudioTarget, public XMessenger, publ
     void RemoveAllAudioTargets();
     /// Unmutes; restarts regrouping at the first block.
     void Start();
+    /// The play source has sound again: the play driver starts pulling at once
+    /// (AudioDev::WakeUp). Any thread but the IO thread; never blocks.
+    void WakeUp();
     /// Mutes (playback gives silence, recording is ignored).
     void Stop();
     /// Stops, detaches everything and stops and closes the current driver.

@@ -159,11 +159,13 @@ int AudioDev::MatchingDev(int i, int dir) {
 }
 
 void AudioDev::SetAudioSource(AudioSource* source) {
-    m_pAudioSource.store(source, std::memory_order_release);
+    m_pAudioSource.store(source, std::memory_order_seq_cst);
+    OnSyncWithIo();
 }
 
 void AudioDev::SetAudioTarget(AudioTarget* target) {
-    m_pAudioTarget.store(target, std::memory_order_release);
+    m_pAudioTarget.store(target, std::memory_order_seq_cst);
+    OnSyncWithIo();
 }
 
 void AudioDev::OnAudioRecord(float* buffer, int frames, int channels) {

@@ -94,11 +94,22 @@ class AudioDev {
     /// even the first character. Main thread.
     int MatchingDev(int i, int dir);
 
-    /// Stores the source the playback side pulls from (null: none). Main thread;
-    /// the IO thread reads it.
+    /// Stores the source the playback side pulls from (null: none) and returns
+    /// once the IO thread has left any call into the previous one, so that the
+    /// caller may destroy it. Main thread; never the IO thread.
     void SetAudioSource(AudioSource* source);
-    /// Stores the target the recording side feeds (null: none). Main thread.
+    /// Stores the target the recording side feeds (null: none) and, like
+    /// SetAudioSource, returns once the IO thread has left the previous one.
+    /// Main thread; never the IO thread.
     void SetAudioTarget(AudioTarget* target);
+    /// Returns once the IO threads have left every source or target call they
+    /// were making when it was called (OnSyncWithIo). Any thread but an IO thread.
+    void SyncWithIo() { OnSyncWithIo(); }
+    /// Tells the driver that its source has sound again (a new sound was handed
+    /// to the player, or a pause was lifted): a driver that lets its device stand
+    /// still while the source is silent starts pulling at once (OnWakeUp). Any
+    /// thread but an IO thread; never blocks.
+    void WakeUp() { OnWakeUp(); }
     /// The current source. Any thread.
     AudioSource* GetAudioSource() const { return m_pAudioSource.load(std::memory_order_acquire); }
     /// The current target. Any thread.
@@ -158,6 +169,11 @@ class AudioDev {
     virtual bool OnSetBufferSize(long frames) { return (void)frames, false; }
     /// Frames per block; called from any thread.
     virtual int OnGetBufferSize() { return 0; }
+    /// Waits until no IO thread is inside a source or target call begun before
+    /// this call. Drivers without IO threads have nothing to wait for.
+    virtual void OnSyncWithIo() {}
+    /// The source has sound again; see WakeUp.
+    virtual void OnWakeUp() {}
 
     std::atomic<AudioSource*> m_pAudioSource{nullptr};  // written by the owner, read by IO
     std::atomic<AudioTarget*> m_pAudioTarget{nullptr};  // written by the owner, read by IO

@@ -1,6 +1,7 @@
 #include "AudioDevCore.h"
 
 #include <alsa/asoundlib.h>
+#include <dlfcn.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/eventfd.h>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <initializer_list>
 #include <new>
 
 constexpr int AudioDevCore::kRates[4];
@@ -18,7 +20,7 @@ constexpr int AudioDevCore::kRates[4];
 // The owner commands the thread through one word: the command sequence number
 // shifted left once, with the low bit saying "run". The thread acknowledges the
 // sequence number it has acted on, so Stop and Close can wait until the thread
-// has left the device (and the source) before they return.
+// has left the device.
 struct AudioDevCore::Side {
     AudioDevCore* owner = nullptr;
     int io = 0;
@@ -26,22 +28,30 @@ struct AudioDevCore::Side {
     int wakeFd = -1;
     pthread_t thread{};
     bool hasThread = false;
-    int frames = 0;    // period size granted, frames
-    int channels = 0;  // device channels interleaved in the period
+    int frames = 0;          // frames per IO cycle: the block asked of the source
+    int capacity = 0;        // frames `period` holds: playback writes up to two blocks at once
+    int channels = 0;        // device channels interleaved in the block
+    int rate = 0;            // frames per second of the open device
+    char pcmName[128] = {};  // the PCM's name, for reopening it
+    unsigned long devPeriod = 0, devBuffer = 0;  // the device's period and buffer, frames
     float* period = nullptr;
     t_ioBufferList list{};
     pollfd fds[17];
-    int nfds = 0;                   // PCM descriptors, then the eventfd
-    int pollMs = -1;                // longest wait for the PCM: half a period
+    int nfds = 0;                   // recording: PCM descriptors, then the eventfd
+    int pollMs = -1;                // recording: longest wait for the PCM, half a period
     std::atomic<unsigned> cmd{0};   // written by the owner, read by the thread
     std::atomic<unsigned> ack{0};   // written by the thread, read by the owner
     std::atomic<bool> quit{false};  // written by the owner, read by the thread
+    // Odd while the thread is inside a source or target call; written by the
+    // thread, read by the owner (OnSyncWithIo).
+    std::atomic<unsigned> inCall{0};
 };
 
 namespace {
 
 // Waits (on the owner's thread) until the IO thread has acted on command `seq`.
-// Bounded so that a wedged sound service cannot hang the program.
+// Bounded so that a wedged sound service cannot hang the program; the wait for
+// the thread to leave the source does not depend on it (OnSyncWithIo).
 void WaitAck(const std::atomic<unsigned>& ack, unsigned seq) {
     for (int i = 0; i < 3000 && static_cast<int>(ack.load(std::memory_order_acquire) - seq) < 0;
          ++i) {
@@ -57,15 +67,77 @@ void Wake(int fd) {
     (void)r;
 }
 
+// Waits until the eventfd is signalled or `seconds` have passed (negative: no
+// limit), and empties it.
+void WaitWake(int fd, double seconds) {
+    pollfd p{fd, POLLIN, 0};
+    timespec ts{};
+    timespec* limit = nullptr;
+    if (seconds >= 0) {
+        ts.tv_sec = static_cast<time_t>(seconds);
+        ts.tv_nsec = static_cast<long>((seconds - static_cast<double>(ts.tv_sec)) * 1e9);
+        limit = &ts;
+    }
+    if (ppoll(&p, 1, limit, nullptr) > 0 && (p.revents & POLLIN)) {
+        uint64_t v;
+        ssize_t r = read(fd, &v, sizeof(v));
+        (void)r;
+    }
+}
+
+double NowSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+}
+
 // Probing plugins that have nothing behind them (no card, no server) makes the
 // sound library print complaints; enumeration is quiet about sides it skips.
 void QuietAlsa(const char*, int, const char*, int, const char*, ...) {}
+void QuietJackText(const char*) {}
+
+// The sound library's JACK plugin links the JACK client library, which prints
+// several lines on stderr when no JACK server runs. Its printers are replaced
+// with silent ones in the same library instance the plugin then loads (a library
+// is loaded once per process), before any such name is probed. Without the
+// library there is nothing to quiet.
+void QuietJack() {
+    static void* lib = dlopen("libjack.so.0", RTLD_LAZY | RTLD_LOCAL);
+    if (!lib) return;
+    using SetPrinter = void (*)(void (*)(const char*));
+    for (const char* name : {"jack_set_error_function", "jack_set_info_function"})
+        if (auto set = reinterpret_cast<SetPrinter>(dlsym(lib, name))) set(QuietJackText);
+}
 
 void CopyName(char* dst, size_t size, const char* src) {
     size_t n = strnlen(src, size - 1);
     std::memcpy(dst, src, n);
     dst[n] = 0;
 }
+
+// Real-time scheduling for the calling thread while it lives, where the system
+// grants it; the previous policy comes back at the end. The sound service's
+// client library starts its own thread inside snd_pcm_open, and that thread
+// carries every block to the server: created under this guard, it inherits the
+// real-time policy, like the IO thread it serves.
+class RealtimeWhileAlive {
+  public:
+    RealtimeWhileAlive() {
+        m_ok = pthread_getschedparam(pthread_self(), &m_policy, &m_param) == 0;
+        if (!m_ok) return;
+        sched_param rt{};
+        rt.sched_priority = sched_get_priority_min(SCHED_FIFO) + 10;
+        m_changed = pthread_setschedparam(pthread_self(), SCHED_FIFO, &rt) == 0;
+    }
+    ~RealtimeWhileAlive() {
+        if (m_changed) pthread_setschedparam(pthread_self(), m_policy, &m_param);
+    }
+
+  private:
+    bool m_ok = false, m_changed = false;
+    int m_policy = SCHED_OTHER;
+    sched_param m_param{};
+};
 
 }  // namespace
 
@@ -157,27 +229,49 @@ t_formatDesc AudioDevCore::FormatFromProbe(const t_sideProbe& side) {
     return f;
 }
 
+// Only "default" is probed here: it is what the desktop routes to its sound
+// server and the device the program opens, so opening it never waits for the
+// other names (ListMoreDevices). The trace is that of every device.
 int AudioDevCore::OnInit() {
     LogPrint(">> AudioCore::OnInit()");
-    int count = _listDevices();
-    if (count < 0) return 1;
-    LogPrint("Device count : %d", count);
-    if (count <= 0) return 2;
-    // The probes are big (channel names); one pair lives for the whole walk.
+    std::memset(m_pcmName, 0, sizeof(m_pcmName));
+    CopyName(m_pcmName[0], sizeof(m_pcmName[0]), "default");
+    m_pcmIo[0] = 3;
+    m_pcmCount = 1;
+    LogPrint("Device count : %d", m_pcmCount);
+    // The probes are big (channel names); one pair serves the whole walk.
     t_sideProbe* probe = new t_sideProbe[2];
-    snd_lib_error_set_handler(QuietAlsa);
-    for (int d = 0; d < count; ++d) {
-        LogPrint("  Device(%d)", d);
-        LogPrint("    AudioDeviceID: %d", d + 1);
-        std::memset(probe, 0, 2 * sizeof(t_sideProbe));
-        _probeDevice(d + 1, &probe[0], &probe[1]);
-        for (int io = 0; io < 2; ++io) _addSide(probe[io], d, io);
-    }
-    snd_lib_error_set_handler(nullptr);
+    _probeAndAdd(1, probe);
     delete[] probe;
+    if (DeviceCount(0) + DeviceCount(1) == 0) return 2;
     m_state = 1;
     LogPrint(">> AudioInit done");
     return 0;
+}
+
+int AudioDevCore::ListMoreDevices(const std::atomic<bool>* cancel) {
+    LogPrint(">> AudioCore::ListMoreDevices()");
+    int count = _listDevices();
+    if (count < 0) return -1;
+    LogPrint("Device count : %d", count);
+    t_sideProbe* probe = new t_sideProbe[2];
+    for (int d = 1; d < count; ++d) {
+        if (cancel && cancel->load(std::memory_order_acquire)) break;
+        _probeAndAdd(d + 1, probe);
+    }
+    delete[] probe;
+    LogPrint(">> AudioInit done");
+    return count;
+}
+
+void AudioDevCore::_probeAndAdd(int devId, t_sideProbe* probe) {
+    LogPrint("  Device(%d)", devId - 1);
+    LogPrint("    AudioDeviceID: %d", devId);
+    std::memset(probe, 0, 2 * sizeof(t_sideProbe));
+    snd_lib_error_set_handler(QuietAlsa);
+    _probeDevice(devId, &probe[0], &probe[1]);
+    snd_lib_error_set_handler(nullptr);
+    for (int io = 0; io < 2; ++io) _addSide(probe[io], devId - 1, io);
 }
 
 bool AudioDevCore::_addSide(const t_sideProbe& side, int device, int io) {
@@ -420,14 +514,14 @@ void AudioDevCore::HandleInput(const t_ioBufferList* list) {
     OnAudioRecord(m_buffer_rec, frames, 2);
 }
 
-void AudioDevCore::HandleOutput(const t_ioBufferList* list) {
+int AudioDevCore::HandleOutput(const t_ioBufferList* list) {
     AudioSource* source = GetAudioSource();
     int o = m_channel[kAudioPlay].offset.load(std::memory_order_relaxed);
-    if (!source || !list || !m_buffer_play || o < 0 || o >= m_mapCount[kAudioPlay]) return;
+    if (!source || !list || !m_buffer_play || o < 0 || o >= m_mapCount[kAudioPlay]) return 0;
     int lb = m_outBuffer[o];
-    if (lb >= list->mNumberBuffers || lb >= t_ioBufferList::kMax) return;
+    if (lb >= list->mNumberBuffers || lb >= t_ioBufferList::kMax) return 0;
     const t_ioBuffer& left = list->mBuffers[lb];
-    if (left.mNumberChannels <= 0 || !left.mData) return;
+    if (left.mNumberChannels <= 0 || !left.mData) return 0;
     int frames = left.mDataByteSize / (left.mNumberChannels * 4);
     if (frames > m_blockFrames[kAudioPlay]) frames = m_blockFrames[kAudioPlay];
 
@@ -438,15 +532,16 @@ void AudioDevCore::HandleOutput(const t_ioBufferList* list) {
 
     float* l = left.mData + m_outChannel[o];
     for (int f = 0; f < n; ++f) l[f * left.mNumberChannels] = m_buffer_play[2 * f];
-    if (o + 1 >= m_mapCount[kAudioPlay]) return;  // a mono device gets the left channel
+    if (o + 1 >= m_mapCount[kAudioPlay]) return n;  // a mono device gets the left channel
     int rb = m_outBuffer[o + 1];
-    if (rb >= list->mNumberBuffers || rb >= t_ioBufferList::kMax) return;
+    if (rb >= list->mNumberBuffers || rb >= t_ioBufferList::kMax) return n;
     const t_ioBuffer& right = list->mBuffers[rb];
-    if (right.mNumberChannels <= 0 || !right.mData) return;
+    if (right.mNumberChannels <= 0 || !right.mData) return n;
     int rn = right.mDataByteSize / (right.mNumberChannels * 4);
     if (rn > n) rn = n;
     float* r = right.mData + m_outChannel[o + 1];
     for (int f = 0; f < rn; ++f) r[f * right.mNumberChannels] = m_buffer_play[2 * f + 1];
+    return n;
 }
 
 void* AudioDevCore::IoThreadProc(void* arg) {
@@ -455,19 +550,223 @@ void* AudioDevCore::IoThreadProc(void* arg) {
     return nullptr;
 }
 
-// One loop per open side. It blocks only in poll(), on the PCM's descriptors
-// and the eventfd; everything else is bounded work on preallocated memory.
 void AudioDevCore::IoLoop(int io) {
-    Side& s = *m_side[io];
-    bool active = false;  // the PCM is moving
-    int pending = 0;      // frames of the current period still to transfer
-    int done = 0;         // frames of it already transferred
-    int idleSpins = 0;
-    pollfd wake{s.wakeFd, POLLIN, 0};
+    if (io == kAudioPlay)
+        PlaybackLoop(*m_side[io]);
+    else
+        RecordLoop(*m_side[io]);
+}
+
+void AudioDevCore::OnSyncWithIo() {
+    // Pairs with the fence the IO thread makes after marking itself inside: either
+    // it sees the new source or target, or this sees it inside and waits.
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    for (Side* s : m_side) {
+        if (!s->hasThread) continue;
+        const unsigned mark = s->inCall.load(std::memory_order_acquire);
+        if (!(mark & 1)) continue;
+        // A source call is short (it copies one block); yield until it is over.
+        while (s->inCall.load(std::memory_order_acquire) == mark) sched_yield();
+    }
+}
+
+void AudioDevCore::OnWakeUp() {
+    Side& s = *m_side[kAudioPlay];
+    if (s.hasThread) Wake(s.wakeFd);
+}
+
+namespace {
+
+// Marks the IO thread as inside a source or target call for OnSyncWithIo.
+struct InCall {
+    std::atomic<unsigned>& mark;
+    explicit InCall(std::atomic<unsigned>& m) : mark(m) {
+        mark.fetch_add(1, std::memory_order_seq_cst);
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+    }
+    ~InCall() { mark.fetch_add(1, std::memory_order_release); }
+};
+
+}  // namespace
+
+// The playback side (see the class comment for the policy). It never polls the
+// PCM: the sound service's descriptors wake only once a period, far too late for
+// a queue of a few tens of milliseconds, so the thread keeps time itself and
+// sleeps on its eventfd, which the owner's commands and WakeUp signal. The queue
+// is estimated from the frames written since the stream started and the time that
+// has passed, and corrected from the service's own delay figure every few turns.
+void AudioDevCore::PlaybackLoop(Side& s) {
+    const double rate = s.rate > 0 ? s.rate : 44100;
+    auto frames = [rate](int ms) { return static_cast<long long>(rate * ms / 1000.0); };
+    // Raised after each underrun (up to kQueueMostMs): a sound server whose own
+    // latency is longer than ours would otherwise run dry again and again.
+    long long queueLow = frames(kQueueLowMs);
+    long long queueHigh = frames(kQueueHighMs);
+    const long long idleHold = frames(kIdleHoldMs);
+    int silencePiece = static_cast<int>(frames(kSilenceMs));
+    if (silencePiece > s.frames) silencePiece = s.frames;
+    if (silencePiece < 1) silencePiece = 1;
+
+    bool running = false;   // the stream has been started and plays
+    long long written = 0;  // frames written since it (re)started
+    double started = 0;     // when it started; moved by the corrections
+    long long silent = 0;   // silence written in a row while the source is dry
+    unsigned turns = 0;
+
+    // Ends an underrun (or a suspend): the queued sound is gone, the stream is
+    // prepared again and starts with the next write.
+    // The stream stops and a fresh one waits, ready to start at once. The PCM is
+    // opened again rather than prepared: the sound server's plugin loses the first
+    // milliseconds of a stream it prepared twice. Not on the path of any sound: it
+    // follows an idle spell or an underrun.
+    auto reset = [&]() {
+        if (!_reopenPlayback(s)) WaitWake(s.wakeFd, 0.05);  // the server is gone: retry later
+        running = false;
+        m_streamRunning.store(false, std::memory_order_relaxed);
+        written = 0;
+        silent = 0;
+    };
+    // Ends an underrun (or a suspend): the queued sound is gone; the queue grows
+    // deeper for what follows.
+    auto recover = [&](int err) {
+        if (err == -EPIPE || err == -ESTRPIPE) {
+            m_underruns.fetch_add(1, std::memory_order_relaxed);
+            if (queueLow + frames(kQueueRaiseMs) <= frames(kQueueMostMs)) {
+                queueLow += frames(kQueueRaiseMs);
+                queueHigh += frames(kQueueRaiseMs);
+            }
+        }
+        reset();
+    };
+    // Writes `n` frames of `data` (device layout) and starts a standing stream.
+    auto write = [&](const float* data, int n) {
+        int done = 0, waits = 0;
+        while (done < n && !s.quit.load(std::memory_order_relaxed)) {
+            snd_pcm_sframes_t w = snd_pcm_writei(s.pcm, data + done * s.channels, n - done);
+            if (w > 0) {
+                done += static_cast<int>(w);
+                written += w;
+            } else if (w == -EAGAIN || w == 0) {
+                if (++waits > 200) break;  // the device takes nothing: give up this block
+                WaitWake(s.wakeFd, 0.001);
+            } else {
+                recover(static_cast<int>(w));
+            }
+        }
+        if (!running && written > 0 && snd_pcm_start(s.pcm) == 0) {
+            running = true;
+            started = NowSeconds();
+            m_streamStarts.fetch_add(1, std::memory_order_relaxed);
+            m_streamRunning.store(true, std::memory_order_relaxed);
+        }
+    };
+    // The queue: frames written less what the clock says has played since the
+    // start. The device's clock may run a little apart from ours, so every few turns
+    // its own delay figure corrects the estimate: at once when the device holds
+    // less than thought (the side that would run dry), by at most kDriftStep when it
+    // holds more. A sound server's figure is interpolated and can jump ahead by tens
+    // of milliseconds on a busy machine; taken whole, such a jump would starve the
+    // stream. The first quarter second after a start has no figure worth reading.
+    const long long driftStep = frames(1);
+    auto queued = [&]() -> long long {
+        if (!running) return 0;
+        const double now = NowSeconds();
+        long long q = written - static_cast<long long>((now - started) * rate);
+        if (++turns % 16 == 0 && now - started > 0.25) {
+            snd_pcm_sframes_t delay = 0;
+            int err = snd_pcm_delay(s.pcm, &delay);
+            if (err == 0) {
+                long long target = delay;
+                if (target > q + driftStep) target = q + driftStep;
+                started += static_cast<double>(target - q) / rate;
+                q = target;
+            } else if (err == -EPIPE || err == -ESTRPIPE) {
+                recover(err);
+                return 0;
+            }
+        }
+        return q < 0 ? 0 : q;
+    };
+
     while (!s.quit.load(std::memory_order_acquire)) {
-        unsigned cmd = s.cmd.load(std::memory_order_acquire);
-        bool run = cmd & 1u;
-        if (!run) {
+        if (!s.pcm) reset();  // a reopening that failed: try again
+        const unsigned cmd = s.cmd.load(std::memory_order_acquire);
+        if (!(cmd & 1u)) {
+            if (running) {
+                // What is queued (the end of a fade-out) plays before the stream
+                // stops; bounded by the queue's depth.
+                long long q = queued();
+                if (q > 0 && q < frames(250)) WaitWake(s.wakeFd, static_cast<double>(q) / rate);
+                reset();
+            }
+            s.ack.store(cmd >> 1, std::memory_order_release);
+            WaitWake(s.wakeFd, -1);
+            continue;
+        }
+        s.ack.store(cmd >> 1, std::memory_order_release);
+
+        long long q = queued();
+        if (q < queueLow) {
+            // Up to the high mark in one write: each write costs the sound
+            // service's client thread a wake-up, so fewer, larger ones are cheaper.
+            long long want = queueHigh - q;
+            if (want > s.capacity) want = s.capacity;
+            int filled = 0;
+            while (filled < want) {
+                int ask = static_cast<int>(want) - filled;
+                if (ask > s.frames) ask = s.frames;
+                float* at = s.period + static_cast<size_t>(filled) * s.channels;
+                std::memset(at, 0, sizeof(float) * ask * s.channels);
+                s.list.mBuffers[0].mData = at;
+                s.list.mBuffers[0].mDataByteSize = ask * s.channels * 4;
+                int n;
+                {
+                    InCall inside(s.inCall);
+                    n = HandleOutput(&s.list);
+                }
+                filled += n;
+                // A short block may be the sound's end: the next pull, at once,
+                // lets the source see that and say so (0 frames).
+                if (n == 0) break;
+            }
+            if (filled > 0) {
+                silent = 0;
+                write(s.period, filled);
+                continue;
+            }
+            if (!running) {
+                // Standing still and nothing to play: sleep until woken, looking at
+                // the source now and then in case a wake-up was missed.
+                WaitWake(s.wakeFd, 0.2);
+                continue;
+            }
+            if (silent >= idleHold) {
+                reset();
+                continue;
+            }
+            // Dry while the stream runs: silence keeps the queue from running out,
+            // in short pieces, so that sound handed over meanwhile follows soon.
+            std::memset(s.period, 0, sizeof(float) * silencePiece * s.channels);
+            write(s.period, silencePiece);
+            silent += silencePiece;
+            continue;
+        }
+        WaitWake(s.wakeFd, static_cast<double>(q - queueLow + 1) / rate);
+    }
+    if (running) snd_pcm_drop(s.pcm);
+    m_streamRunning.store(false, std::memory_order_relaxed);
+}
+
+// The recording side: it blocks only in poll(), on the PCM's descriptors and the
+// eventfd; everything else is bounded work on preallocated memory.
+void AudioDevCore::RecordLoop(Side& s) {
+    bool active = false;  // the PCM is moving
+    int pending = 0;      // frames of the current period still to read
+    int done = 0;         // frames of it already read
+    int idleSpins = 0;
+    while (!s.quit.load(std::memory_order_acquire)) {
+        const unsigned cmd = s.cmd.load(std::memory_order_acquire);
+        if (!(cmd & 1u)) {
             if (active) {
                 snd_pcm_drop(s.pcm);
                 snd_pcm_prepare(s.pcm);
@@ -475,71 +774,55 @@ void AudioDevCore::IoLoop(int io) {
                 pending = done = 0;
             }
             s.ack.store(cmd >> 1, std::memory_order_release);
-            wake.revents = 0;
-            if (poll(&wake, 1, -1) > 0 && (wake.revents & POLLIN)) {
-                uint64_t v;
-                ssize_t r = read(s.wakeFd, &v, sizeof(v));
-                (void)r;
-            }
+            WaitWake(s.wakeFd, -1);
             continue;
         }
         if (!active) {
-            if (io == kAudioRec) snd_pcm_start(s.pcm);
+            snd_pcm_start(s.pcm);
             active = true;
         }
         s.ack.store(cmd >> 1, std::memory_order_release);
 
-        snd_pcm_sframes_t r;
-        if (io == kAudioPlay) {
-            if (pending == 0) {
-                std::memset(s.period, 0, sizeof(float) * s.frames * s.channels);
-                HandleOutput(&s.list);
-                pending = s.frames;
-                done = 0;
-            }
-            r = snd_pcm_writei(s.pcm, s.period + done * s.channels, pending);
-        } else {
-            if (pending == 0) {
-                pending = s.frames;
-                done = 0;
-            }
-            r = snd_pcm_readi(s.pcm, s.period + done * s.channels, pending);
+        if (pending == 0) {
+            pending = s.frames;
+            done = 0;
         }
+        snd_pcm_sframes_t r = snd_pcm_readi(s.pcm, s.period + done * s.channels, pending);
         if (r > 0) {
             done += static_cast<int>(r);
             pending -= static_cast<int>(r);
-            if (pending == 0 && io == kAudioRec) HandleInput(&s.list);
+            if (pending == 0) {
+                InCall inside(s.inCall);
+                HandleInput(&s.list);
+            }
             idleSpins = 0;
             continue;
         }
         if (r == -EAGAIN || r == 0) {
             for (int i = 0; i < s.nfds; ++i) s.fds[i].revents = 0;
             // The timeout keeps the thread going when whatever signals the
-            // PCM's descriptors (a sound-server plugin's own thread, which is
-            // not real-time) is held up on a busy machine.
+            // PCM's descriptors (a sound-server plugin's own thread) is held up.
             int ready = poll(s.fds, static_cast<nfds_t>(s.nfds), s.pollMs);
             if (ready > 0 && (s.fds[s.nfds - 1].revents & POLLIN)) {
                 uint64_t v;
                 ssize_t rr = read(s.wakeFd, &v, sizeof(v));
                 (void)rr;
             }
-            // A device that wakes the poll without room to write would spin a
-            // real-time thread; after many empty turns it yields a millisecond.
+            // A device that wakes the poll without data would spin a real-time
+            // thread; after many empty turns it yields a millisecond.
             if (ready != 0 && ++idleSpins > 1000) {
-                timespec ts{0, 1000000};
-                clock_nanosleep(CLOCK_MONOTONIC, 0, &ts, nullptr);
+                WaitWake(s.wakeFd, 0.001);
                 idleSpins = 0;
             }
             continue;
         }
-        // Underrun (or overrun, or suspend): recover and carry on.
+        // Overrun (or suspend): recover and carry on.
         if (r == -EPIPE || r == -ESTRPIPE) m_underruns.fetch_add(1, std::memory_order_relaxed);
         if (snd_pcm_recover(s.pcm, static_cast<int>(r), 1) < 0) {
             snd_pcm_prepare(s.pcm);
-            timespec ts{0, 1000000};
-            clock_nanosleep(CLOCK_MONOTONIC, 0, &ts, nullptr);
+            WaitWake(s.wakeFd, 0.001);
         }
-        if (io == kAudioRec) snd_pcm_start(s.pcm);
+        snd_pcm_start(s.pcm);
     }
     if (active) snd_pcm_drop(s.pcm);
 }
@@ -547,6 +830,7 @@ void AudioDevCore::IoLoop(int io) {
 // ---- the platform layer ------------------------------------------------------
 
 int AudioDevCore::_listDevices() {
+    QuietJack();
     m_pcmCount = 0;
     // "default" is what the desktop routes to its sound server; it is always
     // device 0, the one the main window opens.
@@ -571,6 +855,12 @@ int AudioDevCore::_listDevices() {
     }
     snd_device_name_free_hint(hints);
     return m_pcmCount;
+}
+
+// The buffer as a whole number of periods, the nearest the device allows.
+static int SetPeriods(snd_pcm_t* pcm, snd_pcm_hw_params_t* hw, unsigned periods) {
+    int dir = 0;
+    return snd_pcm_hw_params_set_periods_near(pcm, hw, &periods, &dir);
 }
 
 static void ProbeSide(const char* pcmName, snd_pcm_stream_t stream, t_sideProbe* out) {
@@ -646,53 +936,98 @@ bool AudioDevCore::CanRate(int devId, long rate, int io) {
     return ok;
 }
 
+// Opens PCM `name` in direction `play` with the driver's format and sizes: the
+// period and buffer asked for are updated to what the device granted. On failure
+// nothing stays open. The PCM is left prepared by its hardware parameters: a second
+// prepare must be avoided, since the sound server's plugin then loses the first
+// few milliseconds written to the new stream.
+static int OpenPcm(const char* name, bool play, long rate, int channels, snd_pcm_uframes_t* period,
+                   snd_pcm_uframes_t* buffer, snd_pcm_t** out) {
+    snd_pcm_t* pcm = nullptr;
+    int err = snd_pcm_open(&pcm, name, play ? SND_PCM_STREAM_PLAYBACK : SND_PCM_STREAM_CAPTURE,
+                           SND_PCM_NONBLOCK);
+    if (err < 0) return err;
+    snd_pcm_hw_params_t* hw;
+    snd_pcm_hw_params_alloca(&hw);
+    int dir = 0;
+    if ((err = snd_pcm_hw_params_any(pcm, hw)) < 0 ||
+        (err = snd_pcm_hw_params_set_access(pcm, hw, SND_PCM_ACCESS_RW_INTERLEAVED)) < 0 ||
+        (err = snd_pcm_hw_params_set_format(pcm, hw, SND_PCM_FORMAT_FLOAT_LE)) < 0 ||
+        (err = snd_pcm_hw_params_set_channels(pcm, hw, static_cast<unsigned>(channels))) < 0 ||
+        (err = snd_pcm_hw_params_set_rate(pcm, hw, static_cast<unsigned>(rate), 0)) < 0 ||
+        (err = snd_pcm_hw_params_set_period_size_near(pcm, hw, period, &dir)) < 0 ||
+        (err = SetPeriods(pcm, hw, static_cast<unsigned>(*buffer / *period))) < 0 ||
+        (err = snd_pcm_hw_params(pcm, hw)) < 0) {
+        snd_pcm_close(pcm);
+        return err;
+    }
+    snd_pcm_hw_params_get_period_size(hw, period, &dir);
+    snd_pcm_hw_params_get_buffer_size(hw, buffer);
+    snd_pcm_sw_params_t* sw;
+    snd_pcm_sw_params_alloca(&sw);
+    snd_pcm_sw_params_current(pcm, sw);
+    snd_pcm_sw_params_set_avail_min(pcm, sw, *period);
+    // Playback is started by the IO thread itself, the moment it has written the
+    // first sound; recording starts at once.
+    snd_pcm_uframes_t boundary = *buffer;
+    snd_pcm_sw_params_get_boundary(sw, &boundary);
+    snd_pcm_sw_params_set_start_threshold(pcm, sw, play ? boundary : 1);
+    if ((err = snd_pcm_sw_params(pcm, sw)) < 0) {
+        snd_pcm_close(pcm);
+        return err;
+    }
+    *out = pcm;
+    return 0;
+}
+
+bool AudioDevCore::_reopenPlayback(Side& s) {
+    if (s.pcm) snd_pcm_close(s.pcm);
+    s.pcm = nullptr;
+    snd_pcm_uframes_t period = s.devPeriod, buffer = s.devBuffer;
+    return OpenPcm(s.pcmName, true, s.rate, s.channels, &period, &buffer, &s.pcm) == 0;
+}
+
 int AudioDevCore::_openSide(int io, int devId, long rate, int channels, int* frames,
                             t_ioBufferList* config) {
     Side& s = *m_side[io];
     const char* name = PcmName(devId);
     if (!name[0] || channels <= 0) return -ENODEV;
-    int err = snd_pcm_open(&s.pcm, name,
-                           io == kAudioRec ? SND_PCM_STREAM_CAPTURE : SND_PCM_STREAM_PLAYBACK,
-                           SND_PCM_NONBLOCK);
+    const bool play = io == kAudioPlay;
+    // Playback: the IO thread keeps the queue short by its own clock, so the
+    // buffer is only a ceiling (kDeviceBuffer). The period matters: a sound server
+    // lets its sink take that much of the stream at a time, so it must stay well
+    // below the shortest queue the IO thread keeps. Recording reads whole blocks:
+    // eight of them ride out a busy machine.
+    auto scaled = [rate](int framesAt44100) {
+        return static_cast<snd_pcm_uframes_t>(static_cast<long>(framesAt44100) * rate / 44100);
+    };
+    snd_pcm_uframes_t period =
+        play ? scaled(kDevicePeriod) : static_cast<snd_pcm_uframes_t>(*frames);
+    snd_pcm_uframes_t buffer = play ? scaled(kDeviceBuffer) : period * 8;
+    if (period < 1) period = 1;
+    int err;
+    {
+        RealtimeWhileAlive realtime;  // for the client thread the open may start
+        err = OpenPcm(name, play, rate, channels, &period, &buffer, &s.pcm);
+    }
     if (err < 0) {
         s.pcm = nullptr;
         return err;
     }
-    snd_pcm_hw_params_t* hw;
-    snd_pcm_hw_params_alloca(&hw);
-    snd_pcm_uframes_t period = static_cast<snd_pcm_uframes_t>(*frames);
-    // Eight periods (about 190 ms at 1024 frames) ride out a busy machine: the
-    // sound server and its client thread are not real-time even when we are.
-    snd_pcm_uframes_t buffer = period * 8;
-    int dir = 0;
-    if ((err = snd_pcm_hw_params_any(s.pcm, hw)) < 0 ||
-        (err = snd_pcm_hw_params_set_access(s.pcm, hw, SND_PCM_ACCESS_RW_INTERLEAVED)) < 0 ||
-        (err = snd_pcm_hw_params_set_format(s.pcm, hw, SND_PCM_FORMAT_FLOAT_LE)) < 0 ||
-        (err = snd_pcm_hw_params_set_channels(s.pcm, hw, static_cast<unsigned>(channels))) < 0 ||
-        (err = snd_pcm_hw_params_set_rate(s.pcm, hw, static_cast<unsigned>(rate), 0)) < 0 ||
-        (err = snd_pcm_hw_params_set_period_size_near(s.pcm, hw, &period, &dir)) < 0 ||
-        (err = snd_pcm_hw_params_set_buffer_size_near(s.pcm, hw, &buffer)) < 0 ||
-        (err = snd_pcm_hw_params(s.pcm, hw)) < 0) {
-        _releaseSide(io);
-        return err;
-    }
-    snd_pcm_hw_params_get_period_size(hw, &period, &dir);
-    snd_pcm_hw_params_get_buffer_size(hw, &buffer);
-    snd_pcm_sw_params_t* sw;
-    snd_pcm_sw_params_alloca(&sw);
-    snd_pcm_sw_params_current(s.pcm, sw);
-    snd_pcm_sw_params_set_avail_min(s.pcm, sw, period);
-    // Playback starts once the buffer is full, so the first periods cannot underrun.
-    snd_pcm_sw_params_set_start_threshold(s.pcm, sw, io == kAudioPlay ? buffer : 1);
-    if ((err = snd_pcm_sw_params(s.pcm, sw)) < 0 || (err = snd_pcm_prepare(s.pcm)) < 0) {
-        _releaseSide(io);
-        return err;
-    }
-    s.frames = static_cast<int>(period);
+    CopyName(s.pcmName, sizeof(s.pcmName), name);
+    s.devPeriod = period;
+    s.devBuffer = buffer;
+    // The block asked of the source: what the caller asked for (at least the
+    // minimum buffer size) on playback, the device's period on recording.
+    s.frames = play ? (*frames > 0 ? *frames : kMinBufferSize) : static_cast<int>(period);
+    if (play && buffer < static_cast<snd_pcm_uframes_t>(s.frames))
+        s.frames = static_cast<int>(buffer);
     s.channels = channels;
+    s.rate = static_cast<int>(rate);
     s.pollMs = static_cast<int>(period * 500 / static_cast<snd_pcm_uframes_t>(rate));
     if (s.pollMs < 1) s.pollMs = 1;
-    s.period = new (std::nothrow) float[static_cast<size_t>(period) * channels]();
+    s.capacity = play ? 2 * s.frames : s.frames;
+    s.period = new (std::nothrow) float[static_cast<size_t>(s.capacity) * channels]();
     s.wakeFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     int n = snd_pcm_poll_descriptors_count(s.pcm);
     if (!s.period || s.wakeFd < 0 || n <= 0 || n > 16) {
@@ -745,18 +1080,23 @@ int AudioDevCore::_runSide(int io, bool run) {
 
 void AudioDevCore::_releaseSide(int io) {
     Side& s = *m_side[io];
+    const bool used = s.hasThread;
     if (s.hasThread) {
         s.quit.store(true, std::memory_order_release);
         Wake(s.wakeFd);
         pthread_join(s.thread, nullptr);
         s.hasThread = false;
     }
+    // The count covers both sides since the driver was made.
+    if (used && io == kAudioPlay)
+        LogPrint("*** AudioDevCore: %lu underruns ***",
+                 m_underruns.load(std::memory_order_relaxed));
     if (s.pcm) snd_pcm_close(s.pcm);
     s.pcm = nullptr;
     if (s.wakeFd >= 0) close(s.wakeFd);
     s.wakeFd = -1;
     delete[] s.period;
     s.period = nullptr;
-    s.frames = s.channels = s.nfds = 0;
+    s.frames = s.capacity = s.channels = s.nfds = 0;
     s.list = t_ioBufferList{};
 }

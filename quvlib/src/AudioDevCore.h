@@ -87,10 +87,30 @@ struct t_sideProbe {
 /// which pulls playback blocks from the AudioSource and pushes recorded blocks
 /// to the AudioTarget without allocating, locking or logging.
 ///
-/// Release of the system resources: the design leaves a playback-only driver
-/// open after OnClose (it returns false and does nothing). So that no PCM or IO
-/// thread outlives its use, reopening releases the previous sides first and the
-/// destructor always stops every IO thread and closes every PCM.
+/// Enumeration comes in two steps, so that opening the device the desktop routes
+/// to never waits for the others: OnInit probes "default" (device 0) alone, and
+/// ListMoreDevices adds every other PCM the sound service names. Probing is
+/// quiet on the terminal, whatever the plugins behind the names print.
+///
+/// Playback queue. The IO thread keeps only a little sound queued ahead of the
+/// listener, so that a new sound, a fade or a stop is heard within tens of
+/// milliseconds: whenever less than kQueueLowMs remain queued it tops the queue
+/// up to kQueueHighMs in one write, pulling blocks of at most OnGetBufferSize
+/// frames, by its own clock (the sound service's poll
+/// descriptors only wake once per period, which is far coarser), and checks the
+/// service's delay figure now and then. While the source is dry (it returns
+/// fewer frames than asked) the queue is topped up with pieces of kSilenceMs of
+/// silence, so that sound handed over meanwhile is heard soon after;
+/// after kIdleHoldMs of silence the stream is stopped altogether, and the next
+/// WakeUp (or the owner's Start) starts it again on demand. A stream is never
+/// left to run dry: an underrun is recovered, counted (the count is logged when
+/// the side closes) and makes the queue kQueueRaiseMs deeper, so that a sound
+/// server with a longer latency of its own is served without further underruns.
+///
+/// Release of the system resources: a playback-only driver stays open after
+/// OnClose (it returns false and does nothing, a kept quirk). So that no PCM or
+/// IO thread outlives its use, reopening releases the previous sides first and
+/// the destructor always stops every IO thread and closes every PCM.
 class AudioDevCore : public AudioDev, public QuvLog {
   public:
     static constexpr int kRates[4] = {44100, 48000, 88200, 96000};
@@ -100,6 +120,17 @@ class AudioDevCore : public AudioDev, public QuvLog {
     static constexpr uint32_t kFormatFlagIsFloat = 1;
     static constexpr uint32_t kFormatFlagIsSignedInteger = 4;
     static constexpr uint32_t kFormatFlagIsPacked = 8;
+    /// Playback queue policy (see the class comment), in milliseconds of sound.
+    static constexpr int kQueueLowMs = 18;    ///< the queue is topped up below this
+    static constexpr int kQueueHighMs = 38;   ///< ... to this
+    static constexpr int kSilenceMs = 10;     ///< silence pieces while the source is dry
+    static constexpr int kIdleHoldMs = 1000;  ///< silence before the stream stops
+    static constexpr int kQueueRaiseMs = 10;  ///< the queue grows by this after an underrun
+    static constexpr int kQueueMostMs = 100;  ///< ... up to this
+    /// The device's period and buffer, in frames at 44100 Hz (scaled with the
+    /// rate): the buffer is only a ceiling, the IO thread keeps far less queued.
+    static constexpr int kDevicePeriod = 441;
+    static constexpr int kDeviceBuffer = 4410;
 
     /// State 0, no devices, no blocks. Main thread.
     AudioDevCore();
@@ -118,13 +149,28 @@ class AudioDevCore : public AudioDev, public QuvLog {
     void HandleInput(const t_ioBufferList* list);
     /// Pulls one block from the source into the local playback block, zeroes
     /// behind a short count and copies the returned frames into the stereo pair
-    /// at the playback offset, through the output channel map. IO thread.
-    void HandleOutput(const t_ioBufferList* list);
+    /// at the playback offset, through the output channel map. Returns the
+    /// frames the source produced (0 without a source). IO thread.
+    int HandleOutput(const t_ioBufferList* list);
+
+    /// Adds the devices other than "default": every PCM name the sound service
+    /// lists ("null" left out), each side probed quietly and logged as OnInit
+    /// logs "default". Returns the number of devices listed in all (default
+    /// included), or -1 when listing fails. Owner's thread, after Init; the IO
+    /// threads may run meanwhile. `cancel`, when given and set, ends the walk
+    /// early (between two devices).
+    int ListMoreDevices(const std::atomic<bool>* cancel = nullptr);
 
     /// 0 new, 1 initialised or closed, 2 open, 3 running. Main thread.
     int State() const { return m_state; }
     /// Underruns (and overruns) recovered on the IO threads. Any thread.
     unsigned long UnderrunCount() const { return m_underruns.load(std::memory_order_relaxed); }
+    /// Times the playback stream was started (on demand, after standing still or
+    /// after an underrun). Any thread.
+    unsigned long StreamStarts() const { return m_streamStarts.load(std::memory_order_relaxed); }
+    /// Whether the playback stream is moving (false while it stands still for
+    /// want of sound). Any thread.
+    bool StreamRunning() const { return m_streamRunning.load(std::memory_order_relaxed); }
     /// Result of the last platform call. Main thread.
     long LastError() const { return m_err; }
     /// The sound service's name of the PCM behind device id `devId` ("" if none).
@@ -143,6 +189,8 @@ class AudioDevCore : public AudioDev, public QuvLog {
     bool OnStart(int dir) override;
     bool OnStop(int dir) override;
     int OnGetBufferSize() override { return m_bufferSize.load(std::memory_order_relaxed); }
+    void OnSyncWithIo() override;
+    void OnWakeUp() override;
 
     bool _allocBuffers();
     /// Builds the channel map of direction `io` from the side's buffer layout.
@@ -150,12 +198,16 @@ class AudioDevCore : public AudioDev, public QuvLog {
     /// Turns one probed side into a device record (logging the trace). Returns
     /// whether a device was added.
     bool _addSide(const t_sideProbe& side, int device, int io);
+    /// Probes device id `devId` and adds its sides, with the trace.
+    void _probeAndAdd(int devId, t_sideProbe* probe);
 
     // The platform layer: the few calls into the sound service. Test doubles
     // override them to drive the driver's logic without a device.
 
     /// Lists the PCM names ("default" first, "null" left out) into the name
-    /// table and returns how many; negative on failure.
+    /// table and returns how many; negative on failure. Only "default" is
+    /// needed to open the device the desktop routes to; the others are listed
+    /// by ListMoreDevices.
     virtual int _listDevices();
     /// Probes both sides of device id `devId`.
     virtual void _probeDevice(int devId, t_sideProbe* out, t_sideProbe* in);
@@ -191,11 +243,17 @@ class AudioDevCore : public AudioDev, public QuvLog {
     int m_mapCount[2];
     t_channel m_channel[2];
     DEVINFOEX* m_pDevInfoEx[2];
-    std::atomic<unsigned long> m_underruns{0};  // written by the IO threads
+    std::atomic<unsigned long> m_underruns{0};     // written by the IO threads
+    std::atomic<unsigned long> m_streamStarts{0};  // written by the playback IO thread
+    std::atomic<bool> m_streamRunning{false};      // written by the playback IO thread
 
   private:
     struct Side;
     Side* m_side[2];
     static void* IoThreadProc(void* arg);
     void IoLoop(int io);
+    void PlaybackLoop(Side& s);
+    /// Closes and opens the playback PCM again, ready to start. Playback IO thread.
+    bool _reopenPlayback(Side& s);
+    void RecordLoop(Side& s);
 };

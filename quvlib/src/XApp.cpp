@@ -56,6 +56,10 @@ long macApp(const XAppEvent* event, XApp* /*app*/) {
 
 XApp::XApp() : m_pFirstClass(nullptr) {
     m_pThisApp = this;
+    // Everything is drawn with Cairo: GDK need not probe and load OpenGL, which
+    // costs tens of megabytes and milliseconds at start-up. A user's own GDK_GL
+    // stays. Done here, before main, while no other thread reads the environment.
+    setenv("GDK_GL", "disable", 0);
 }
 
 XApp::~XApp() {

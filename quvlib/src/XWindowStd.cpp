@@ -457,6 +457,7 @@ XWindow::XWindow()
 
 XWindow::~XWindow() {
     CancelGuiCalls();
+    DropPostedCalls();  // they would reach a window that is gone
     SetFrameTimer(false);
     delete[] m_firstFrameFile;
     // No tick may be posted into the queue while it goes away.
@@ -1129,6 +1130,9 @@ namespace {
 struct GuiCall {
     void (*fn)(void*) = nullptr;
     void* arg = nullptr;
+    std::function<void()> task;                    // a posted call, which nobody waits for
+    const XWindow* window = nullptr;               // the window that posted it
+    const std::atomic<bool>* cancelled = nullptr;  // that window's CancelGuiCalls
     std::mutex lock;
     std::condition_variable cv;
     bool done = false;
@@ -1150,6 +1154,10 @@ gboolean RunGuiCall(gpointer) {
         g_guiCalls.pop_front();
     }
     GuiCall& call = *next;
+    if (call.task) {
+        if (!call.cancelled->load(std::memory_order_acquire)) call.task();
+        return G_SOURCE_REMOVE;
+    }
     {
         std::unique_lock<std::mutex> guard(call.lock);
         if (!call.abandoned) {
@@ -1197,8 +1205,31 @@ bool XWindow::CallOnGuiThread(void (*fn)(void*), void* arg) {
     return true;
 }
 
+void XWindow::PostToGuiThread(std::function<void()> task) {
+    if (!task || m_bGuiCallsCancelled.load(std::memory_order_acquire)) return;
+    if (IsGuiThread()) {
+        task();
+        return;
+    }
+    auto call = std::make_shared<GuiCall>();
+    call->task = std::move(task);
+    call->window = this;
+    call->cancelled = &m_bGuiCallsCancelled;
+    {
+        std::lock_guard<std::mutex> guard(g_guiCallsLock);
+        g_guiCalls.push_back(std::move(call));
+    }
+    g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
+}
+
 void XWindow::CancelGuiCalls() {
     m_bGuiCallsCancelled.store(true, std::memory_order_release);
+}
+
+void XWindow::DropPostedCalls() {
+    std::lock_guard<std::mutex> guard(g_guiCallsLock);
+    for (auto it = g_guiCalls.begin(); it != g_guiCalls.end();)
+        it = (*it)->window == this ? g_guiCalls.erase(it) : it + 1;
 }
 
 void XWindow::SetFirstFrameFile(const char* path) {

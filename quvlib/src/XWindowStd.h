@@ -5,6 +5,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -226,6 +227,13 @@ class XWindow : public XWindowBase {
     /// will not run later). For worker threads that are not real-time: it
     /// allocates and blocks, so never from the audio IO thread.
     bool CallOnGuiThread(void (*fn)(void*), void* arg);
+    /// Runs `task` on the GUI thread without waiting for it: at once when called
+    /// there; otherwise it is queued behind the calls handed over before it (this
+    /// and CallOnGuiThread keep one order) and the caller goes on. Dropped once
+    /// CancelGuiCalls was called or the window is destroyed. For worker threads
+    /// that must not wait for drawing; it allocates, so never from the audio IO
+    /// thread.
+    void PostToGuiThread(std::function<void()> task);
     /// Makes waiting and later CallOnGuiThread calls from other threads return
     /// false without running. Used when the window closes, so no worker waits for
     /// a GUI thread that has stopped serving it. Any thread.
@@ -287,6 +295,8 @@ class XWindow : public XWindowBase {
     static pthread_t m_gui_thread;
 
   private:
+    /// Removes the calls this window posted that have not run yet.
+    void DropPostedCalls();
     friend struct XWindowPlatform;
     GtkWidget* m_hAppMenu = nullptr;     // the application menu inside the menu bar
     GtkWidget* m_hToolStrip = nullptr;   // the toolbar widget

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -45,6 +46,7 @@ class CoreDouble : public AudioDevCore {
     int grantFrames = 0;       // 0: grant what is asked
     bool monoBuffers = false;  // the side delivers one buffer per channel
     std::vector<int> askedFrames;
+    std::vector<int> probed;  // device ids in the order they were probed
     std::vector<int> openedIo;
     int threads = 0, runs = 0, stops = 0, releases = 0;
 
@@ -59,6 +61,8 @@ class CoreDouble : public AudioDevCore {
         return static_cast<int>(devices.size());
     }
     void _probeDevice(int devId, t_sideProbe* out, t_sideProbe* in) override {
+        probed.push_back(devId);
+        if (devId < 1 || devId > static_cast<int>(devices.size())) return;  // nothing opens
         *out = devices[devId - 1].out;
         *in = devices[devId - 1].in;
     }
@@ -155,6 +159,7 @@ TEST(AudioDevCore, OnlyASideNamedExactlyISightIsSkipped) {
     core.devices.push_back({Absent(), Side("iSight 2", 1)});
     core.devices.push_back({Absent(), Side("isight", 1)});
     ASSERT_TRUE(core.Init());
+    EXPECT_EQ(core.ListMoreDevices(), 2);
     EXPECT_EQ(core.DeviceCount(1), 2);
 }
 
@@ -378,13 +383,50 @@ TEST(AudioDevCore, AFailedOpenReturnsFalseWithTheErrorTextAndNothingOpen) {
     EXPECT_FALSE(d.core->Start(0));
 }
 
-TEST(AudioDevCore, EnumerationFailuresReturnTheirCodes) {
-    CoreDouble failing;
-    failing.listResult = -1;
-    EXPECT_FALSE(failing.Init());
-    EXPECT_EQ(failing.State(), 0);
-    CoreDouble empty;  // no device at all
+TEST(AudioDevCore, AMachineWithoutAnyDeviceFailsInitAndStaysNew) {
+    CoreDouble empty;  // "default" opens on neither side
     EXPECT_FALSE(empty.Init());
+    EXPECT_EQ(empty.State(), 0);
+    EXPECT_EQ(empty.DeviceCount(0) + empty.DeviceCount(1), 0);
+}
+
+TEST(AudioDevCore, InitProbesDefaultAloneAndListMoreDevicesAddsTheOthersInOrder) {
+    CoreDouble core;
+    core.devices.push_back({Side("default", 2), Side("default", 2)});
+    core.devices.push_back({Side("hw:0", 2), Absent()});
+    core.devices.push_back({Absent(), Side("mic", 1)});
+    ASSERT_TRUE(core.Init());
+    EXPECT_EQ(core.probed, std::vector<int>({1}));  // nothing but "default" before the open
+    EXPECT_EQ(core.DeviceCount(0), 1);
+    EXPECT_EQ(core.DeviceCount(1), 1);
+    EXPECT_EQ(core.State(), 1);
+    EXPECT_EQ(core.ListMoreDevices(), 3);
+    EXPECT_EQ(core.probed, std::vector<int>({1, 2, 3}));
+    EXPECT_EQ(core.DeviceCount(0), 2);
+    EXPECT_EQ(core.DeviceCount(1), 2);
+    EXPECT_STREQ(core.DeviceName(1, 0), "hw:0");
+    EXPECT_STREQ(core.DeviceName(1, 1), "mic");
+    EXPECT_STREQ(core.DeviceName(0, 0), "default");  // still device 0
+}
+
+TEST(AudioDevCore, AFailedListingOfTheOtherDevicesReturnsMinusOneAndKeepsDefault) {
+    CoreDouble core;
+    core.devices.push_back({Side("default", 2), Side("default", 2)});
+    core.listResult = -1;
+    ASSERT_TRUE(core.Init());
+    EXPECT_EQ(core.ListMoreDevices(), -1);
+    EXPECT_EQ(core.DeviceCount(0), 1);
+    EXPECT_EQ(core.DeviceCount(1), 1);
+}
+
+TEST(AudioDevCore, ListingTheOtherDevicesStopsBetweenTwoDevicesOnceCancelled) {
+    CoreDouble core;
+    for (int i = 0; i < 4; ++i) core.devices.push_back({Side("dev", 2), Side("dev", 2)});
+    ASSERT_TRUE(core.Init());
+    std::atomic<bool> cancel{true};
+    core.ListMoreDevices(&cancel);
+    EXPECT_EQ(core.probed, std::vector<int>({1}));
+    EXPECT_EQ(core.DeviceCount(0), 1);
 }
 
 TEST(AudioDevCore, ASideThatDoesNotOpenOrHasNoChannelsIsSkipped) {
@@ -392,6 +434,7 @@ TEST(AudioDevCore, ASideThatDoesNotOpenOrHasNoChannelsIsSkipped) {
     core.devices.push_back({Absent(), Side("default", 2)});
     core.devices.push_back({Side("nothing", 0), Side("mic", 1)});
     ASSERT_TRUE(core.Init());
+    core.ListMoreDevices();
     EXPECT_EQ(core.DeviceCount(0), 0);
     EXPECT_EQ(core.DeviceCount(1), 2);
     EXPECT_STREQ(core.DeviceName(1, 1), "mic");

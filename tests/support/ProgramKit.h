@@ -140,8 +140,11 @@ class Recorder {
     explicit Recorder(std::string path) : m_path(std::move(path)) {}
     bool Start() {
         unlink(m_path.c_str());
+        // Real-time where the system allows it, so that a busy machine does not
+        // make the recording lose frames that the program did play.
         std::string cmd =
-            "exec parec -d out.monitor --raw --format=s16le --rate=44100 --channels=2 "
+            "rt=; chrt -f 20 true 2>/dev/null && rt='chrt -f 20'; "
+            "exec $rt parec -d out.monitor --raw --format=s16le --rate=44100 --channels=2 "
             "--latency-msec=20 > " +
             Quote(m_path);
         bool ok = m_proc.Start({"/bin/sh", "-c", cmd});

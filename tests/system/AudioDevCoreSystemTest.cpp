@@ -33,6 +33,7 @@
 #include "AudioDevCore.h"
 #include "MainDlg.h"
 #include "Player.h"
+#include "RealtimeRecorder.h"
 #include "SoundFileWriter.h"
 #include "UThread.h"
 #include "snd_mac.h"
@@ -207,6 +208,7 @@ class MonitorRecorder {
             int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
             if (fd < 0) _exit(127);
             dup2(fd, 1);
+            testfiles::RealtimeRecorder();
             execlp("parec", "parec", "-d", "out.monitor", "--raw", "--format=float32le",
                    "--rate=44100", "--channels=2", "--latency-msec=20",
                    static_cast<char*>(nullptr));

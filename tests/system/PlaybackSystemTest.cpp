@@ -26,6 +26,7 @@
 #include "MainDlg.h"
 #include "Player.h"
 #include "QuvLog.h"
+#include "RealtimeRecorder.h"
 #include "SoundFileWriter.h"
 #include "UThread.h"
 #include "snd_mac.h"
@@ -130,6 +131,7 @@ class MonitorRecorder {
             int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
             if (fd < 0) _exit(127);
             dup2(fd, 1);
+            testfiles::RealtimeRecorder();
             execlp("parec", "parec", "-d", "out.monitor", "--raw", "--format=s16le", "--rate=44100",
                    "--channels=2", "--latency-msec=2", static_cast<char*>(nullptr));
             _exit(127);
@@ -195,13 +197,15 @@ struct Engine {
     int Period() { return core ? core->GetBufferSize() : 0; }
 };
 
-// Plays `path` from start to end, as the main window's worker does.
-bool PlayToEnd(Player& player, snd_mac& reader, const std::string& path,
+// Plays `path` from start to end, as the main window's worker does: the bus is
+// told that the player has sound, which starts a device that stood still.
+bool PlayToEnd(Engine& e, Player& player, snd_mac& reader, const std::string& path,
                const std::function<void()>& whilePlaying = nullptr) {
     std::vector<char> p(path.begin(), path.end());
     p.push_back('\0');
     if (reader.OpenFile(p.data()) != 1) return false;
     player.Play(&reader);
+    e.bus.WakeUp();
     for (int waited = 0; !player.IsReady(); waited += 10) {
         if (waited > 60000) return false;
         if (whilePlaying) whilePlaying();
@@ -292,8 +296,9 @@ TEST(PlaybackSystem, AThreeSecondWavComesOutSampleExactAndComplete) {
         Engine e(&player);
         ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
         MonitorRecorder r(testfiles::TempPath("play_exact.s16"));
-        ASSERT_TRUE(PlayToEnd(player, reader, wav));
+        ASSERT_TRUE(PlayToEnd(e, player, reader, wav));
         rec = r.Finish();
+        EXPECT_EQ(e.core->UnderrunCount(), 0u);
     }
     const long start = FirstAudibleFrame(rec, 50);
     ASSERT_GE(start, 0) << "nothing was recorded";
@@ -321,8 +326,9 @@ TEST(PlaybackSystem, AtVolumeATenthTheSoundComesOutAtATenth) {
         ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
         e.bus.SetVolume(0.1f);
         MonitorRecorder r(testfiles::TempPath("play_tenth.s16"));
-        ASSERT_TRUE(PlayToEnd(player, reader, wav));
+        ASSERT_TRUE(PlayToEnd(e, player, reader, wav));
         rec = r.Finish();
+        EXPECT_EQ(e.core->UnderrunCount(), 0u);
     }
     const long start = FirstAudibleFrame(rec, 5);
     ASSERT_GE(start, 0);
@@ -347,8 +353,9 @@ TEST(PlaybackSystem, A22050HzFileComesOutWithEverySourceFrameHeldForTwoOutputFra
         Engine e(&player);
         ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
         MonitorRecorder r(testfiles::TempPath("play_22050.s16"));
-        ASSERT_TRUE(PlayToEnd(player, reader, wav));
+        ASSERT_TRUE(PlayToEnd(e, player, reader, wav));
         rec = r.Finish();
+        EXPECT_EQ(e.core->UnderrunCount(), 0u);
     }
     const long start = FirstAudibleFrame(rec, 50);
     ASSERT_GE(start, 0);
@@ -379,8 +386,9 @@ TEST(PlaybackSystem, ALimitOfOneSecondFadesFrom6000FramesBeforeItAndEndsAbout184
         ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
         period = e.Period();
         MonitorRecorder r(testfiles::TempPath("play_limit.s16"));
-        ASSERT_TRUE(PlayToEnd(player, reader, wav));
+        ASSERT_TRUE(PlayToEnd(e, player, reader, wav));
         rec = r.Finish();
+        EXPECT_EQ(e.core->UnderrunCount(), 0u);
     }
     ASSERT_GT(period, 0);
     const long start = FirstAudibleFrame(rec, 50);
@@ -419,13 +427,14 @@ TEST(PlaybackSystem, StopMidSoundFadesTheSoundOut) {
         ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
         period = e.Period();
         MonitorRecorder r(testfiles::TempPath("play_stop.s16"));
-        ASSERT_TRUE(PlayToEnd(player, reader, wav, [&] {
+        ASSERT_TRUE(PlayToEnd(e, player, reader, wav, [&] {
             if (stopAt < 0 && player.PosPlay() >= kRate) {
                 stopAt = player.PosPlay();
                 player.Stop();
             }
         }));
         rec = r.Finish();
+        EXPECT_EQ(e.core->UnderrunCount(), 0u);
     }
     ASSERT_GE(stopAt, kRate);
     const long start = FirstAudibleFrame(rec, 50);
@@ -455,7 +464,7 @@ TEST(PlaybackSystem, TenSecondsOfPlaybackReportNoUnderrun) {
     ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
     UThread::Wait(300);
     const unsigned long before = e.core->UnderrunCount();
-    ASSERT_TRUE(PlayToEnd(player, reader, wav));
+    ASSERT_TRUE(PlayToEnd(e, player, reader, wav));
     EXPECT_EQ(e.core->UnderrunCount() - before, 0u);
     EXPECT_GT(window.LastProgress(), 0.95f);
 }
@@ -474,7 +483,7 @@ TEST(PlaybackSystem, TheIoThreadAllocatesNothingWhilePlaying) {
     UThread::Wait(300);  // the IO thread has called the player, and so is marked
     ASSERT_GT(player.calls.load(), 0);
     const long before = g_playIoNews.load();
-    ASSERT_TRUE(PlayToEnd(player, reader, wav));
+    ASSERT_TRUE(PlayToEnd(e, player, reader, wav));
     EXPECT_EQ(g_playIoNews.load() - before, 0) << "allocations on the IO thread while playing";
 }
 
@@ -494,7 +503,7 @@ TEST(PlaybackSystem, AReaderFailingMidSoundEndsTheSoundEarlyWithOneLogLine) {
     {
         Engine e(&player);
         ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
-        ASSERT_TRUE(PlayToEnd(player, reader, mp3, [&] {
+        ASSERT_TRUE(PlayToEnd(e, player, reader, mp3, [&] {
             if (player.PosPlay() > played) played = player.PosPlay();
         }));
     }
@@ -511,5 +520,5 @@ TEST(PlaybackSystem, AReaderFailingMidSoundEndsTheSoundEarlyWithOneLogLine) {
     const std::string wav = WriteWav("play_after_damage.wav", kRate, TestSignal(kRate / 2, 8));
     Engine e(&player);
     ASSERT_TRUE(e.ok);
-    EXPECT_TRUE(PlayToEnd(player, reader, wav));
+    EXPECT_TRUE(PlayToEnd(e, player, reader, wav));
 }
