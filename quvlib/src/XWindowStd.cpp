@@ -1282,7 +1282,7 @@ std::string DropPath(std::string path) {
 
 // The path typed in a chooser's location field, without what its completion
 // proposes (the selected part at its end), made absolute against `folder`
-// ("~" is the home folder); "" when nothing is typed.
+// ("~" is the home folder, "." and ".." are resolved); "" when nothing is typed.
 std::string TypedLocation(GtkWidget* entry, const std::string& folder) {
     const char* text = gtk_entry_get_text(GTK_ENTRY(entry));
     std::string typed = text ? text : "";
@@ -1294,8 +1294,10 @@ std::string TypedLocation(GtkWidget* entry, const std::string& folder) {
     if (typed.empty()) return "";
     if (typed == "~" || typed.compare(0, 2, "~/") == 0)
         typed = std::string(g_get_home_dir()) + typed.substr(1);
-    else if (typed[0] != '/')
-        typed = folder + "/" + typed;
+    gchar* absolute =
+        g_canonicalize_filename(typed.c_str(), folder.empty() ? nullptr : folder.c_str());
+    typed = absolute;
+    g_free(absolute);
     return typed;
 }
 

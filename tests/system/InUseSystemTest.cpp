@@ -54,6 +54,17 @@ void WriteTone(const std::string& path, const std::vector<double>& hz, double se
         << path;
 }
 
+// Whether the recording holds at least `seconds` of sound in all, followed by a
+// second of silence: sounds that follow each other may do so without a pause.
+bool PlayedAndQuiet(const Recorder& rec, double seconds) {
+    std::vector<int16_t> left = rec.Left();
+    std::vector<Segment> segs = Segments(left);
+    long heard = 0;
+    for (const Segment& seg : segs) heard += seg.Length();
+    return !segs.empty() && heard >= seconds * 44100 &&
+           static_cast<long>(left.size()) - segs.back().end > 44100;
+}
+
 // The colour of view pixel (x, y) in an RGB screenshot of the window.
 XColor At(const std::vector<unsigned char>& shot, const Geometry& g, int viewHeight, int x, int y) {
     size_t at = (static_cast<size_t>(g.height - viewHeight + y) * g.width + x) * 3;
@@ -310,13 +321,7 @@ TEST_F(InUse, AClickWhereTheTooltipShowsChoosesTheEntryUnderIt) {
         system(
             ("xdotool windowsize --sync " + window + " 400 " + std::to_string(bar + 300)).c_str()),
         0);
-    ASSERT_TRUE(WaitUntil(
-        [&] {
-            std::vector<int16_t> left = rec.Left();
-            std::vector<Segment> segs = Segments(left);
-            return segs.size() == 3 && static_cast<long>(left.size()) - segs.back().end > 44100;
-        },
-        30000))
+    ASSERT_TRUE(WaitUntil([&] { return PlayedAndQuiet(rec, 3 * 0.3 - 0.05); }, 30000))
         << "the three sounds did not play";
     rec.Stop();
     Geometry g = WindowGeometry(window);
@@ -440,7 +445,7 @@ TEST_F(InUse, TheLimitTypedOverWithControlATakesOnlyItsDigits) {
 // ---- the terminal ----
 
 // A folder of broken files and a name that is not UTF-8, walked, listed, hovered
-// for its tooltip and drawn again and again: nothing is printed about any of it.
+// for its tooltip and drawn again and again: nothing at all is printed.
 TEST_F(InUse, AFolderOfBrokenFilesLeavesTheTerminalQuiet) {
     std::string dir = Folder("quiet");
     WriteTone(dir + "/good.wav", {441.0, 441.0}, 0.3);
@@ -459,13 +464,7 @@ TEST_F(InUse, AFolderOfBrokenFilesLeavesTheTerminalQuiet) {
             ("xdotool windowsize --sync " + window + " 400 " + std::to_string(bar + 300)).c_str()),
         0);
     // The good sounds and the damaged MP3's first part play; then silence.
-    ASSERT_TRUE(WaitUntil(
-        [&] {
-            std::vector<int16_t> left = rec.Left();
-            std::vector<Segment> segs = Segments(left);
-            return segs.size() >= 3 && static_cast<long>(left.size()) - segs.back().end > 44100;
-        },
-        30000))
+    ASSERT_TRUE(WaitUntil([&] { return PlayedAndQuiet(rec, 2 * 0.3 + 0.2); }, 30000))
         << "the folder was not walked";
     rec.Stop();
     // Each entry's tooltip, one after the other (the pointer rests on each).
@@ -480,7 +479,5 @@ TEST_F(InUse, AFolderOfBrokenFilesLeavesTheTerminalQuiet) {
     }
     system("xdotool mousemove 900 700");
     EXPECT_EQ(Quit(), 0);
-    std::string out = Output();
-    for (const char* mark : {"WARNING", "CRITICAL", "Note:", "mpg123", "Invalid UTF-8"})
-        EXPECT_EQ(out.find(mark), std::string::npos) << "the terminal shows:\n" << out;
+    EXPECT_EQ(Output(), "") << "not a line on the terminal";
 }
