@@ -9,26 +9,15 @@
 #include <thread>
 #include <vector>
 
+#include "GuiLoop.h"
 #include "StdMenu.h"
 #include "XMenu.h"
 #include "XWindowStd.h"
 
+using testgui::Pump;
+using testgui::PumpUntil;
+
 namespace {
-
-void Pump() {
-    for (int round = 0; round < 3; ++round)
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
-}
-
-template <class F>
-bool PumpUntil(F done) {
-    for (int i = 0; i < 1000 && !done(); ++i) {
-        Pump();
-        if (!done()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return done();
-}
 
 std::vector<GtkWidget*> Children(GtkWidget* container) {
     std::vector<GtkWidget*> out;

@@ -9,18 +9,15 @@
 #include <vector>
 
 #include "ChooserDriver.h"
+#include "GuiLoop.h"
 #include "SoundFileWriter.h"
 #include "XWindowStd.h"
 
 using testgui::ChooserDriver;
 
-namespace {
+using testgui::Pump;
 
-void Pump() {
-    for (int round = 0; round < 3; ++round)
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
-}
+namespace {
 
 // A folder "tree" holding a.wav, b.wav and the folder sub with c.wav.
 std::string MakeTree(const std::string& name) {

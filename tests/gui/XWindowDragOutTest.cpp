@@ -10,25 +10,14 @@
 #include <thread>
 
 #include "OpaqueDragRef.h"
+#include "GuiLoop.h"
 #include "XControl.h"
 #include "XWindowStd.h"
 
+using testgui::Pump;
+using testgui::PumpUntil;
+
 namespace {
-
-void Pump() {
-    for (int round = 0; round < 3; ++round)
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
-}
-
-template <class F>
-bool PumpUntil(F done) {
-    for (int i = 0; i < 1000 && !done(); ++i) {
-        Pump();
-        if (!done()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return done();
-}
 
 // Offers a file from its whole area and records the presses, moves and releases
 // it gets (it keeps the mouse, as a button does).

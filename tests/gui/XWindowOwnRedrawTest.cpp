@@ -8,9 +8,13 @@
 #include <chrono>
 #include <thread>
 
+#include "GuiLoop.h"
 #include "XControl.h"
 #include "XDrawLib.h"
 #include "XWindowStd.h"
+
+using testgui::Pump;
+using testgui::PumpUntil;
 
 namespace {
 
@@ -18,21 +22,6 @@ const XColor kBlue(0, 0, 255, 255);
 const XColor kRed(255, 0, 0, 255);
 const XColor kYellow(255, 255, 0, 255);
 const XColor kGreen(0, 255, 0, 255);
-
-void Pump() {
-    for (int round = 0; round < 3; ++round)
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
-}
-
-template <class F>
-bool PumpUntil(F done) {
-    for (int i = 0; i < 1000 && !done(); ++i) {
-        Pump();
-        if (!done()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return done();
-}
 
 // Fills its rectangle with its fore colour in OnDraw: not opaque as the framework
 // sees it (no back colour), like a pane drawn from a picture.

@@ -8,33 +8,20 @@
 #include <thread>
 #include <vector>
 
+#include "GuiLoop.h"
 #include "FourCC.h"
 #include "OpaqueDragRef.h"
 #include "XApp.h"
 #include "XControl.h"
 #include "XWindowStd.h"
 
+using testgui::Pump;
+using testgui::PumpUntil;
+
 namespace {
 
 constexpr long kTimr = static_cast<long>(FourCC("timr"));
 constexpr long kUpdt = static_cast<long>(FourCC("updt"));
-
-// Runs the GUI thread's main loop until nothing is left to do.
-void Pump() {
-    for (int round = 0; round < 3; ++round)
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
-}
-
-// Runs the main loop until `done` holds or about 10 s passed.
-template <class F>
-bool PumpUntil(F done) {
-    for (int i = 0; i < 1000 && !done(); ++i) {
-        Pump();
-        if (!done()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return done();
-}
 
 // A control that records what the window routes to it.
 class Probe : public XControl {

@@ -19,6 +19,8 @@
 #include <cstdio>
 #include <string>
 
+#include "ToolkitTestApp.h"
+
 namespace {
 
 const int kLeft = 0, kTop = 0, kWidth = 120, kHeight = 60;
@@ -26,20 +28,8 @@ const unsigned kTimeoutS = 20;
 
 std::string g_uriList;  // the payload, built once from the arguments
 
-void Say(const char* line) {
-    std::printf("%s\n", line);
-    std::fflush(stdout);
-}
-
-gboolean OnMapped(GtkWidget* window, GdkEvent*, gpointer) {
-    // Make sure the X server has the window on screen before anyone presses on it.
-    gdk_display_sync(gtk_widget_get_display(window));
-    Say("ready");
-    return FALSE;
-}
-
 void OnDragBegin(GtkWidget*, GdkDragContext*, gpointer) {
-    Say("begin");
+    testapp::Say("begin");
 }
 
 void OnDragDataGet(GtkWidget*, GdkDragContext*, GtkSelectionData* data, guint, guint, gpointer) {
@@ -56,7 +46,7 @@ gboolean OnDragFailed(GtkWidget*, GdkDragContext*, GtkDragResult result, gpointe
 }
 
 void OnDragEnd(GtkWidget*, GdkDragContext*, gpointer) {
-    Say("end");
+    testapp::Say("end");
     gtk_main_quit();
 }
 
@@ -68,14 +58,6 @@ gboolean OnTimeout(gpointer status) {
 }
 
 }  // namespace
-
-// The toolkit keeps its caches (fonts, types, the display) until exit on purpose.
-// In a LeakSanitizer build they must not turn a good drag into a failing exit
-// status, whatever LSAN_OPTIONS the caller has; elsewhere this is never called.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libfontconfig\nleak:libglib\nleak:libgobject\nleak:libgtk\nleak:libgdk\n"
-           "leak:libpango\nleak:libcairo\nleak:libX11\nleak:libdbus\n";
-}
 
 int main(int argc, char** argv) {
     if (argc < 2) {
@@ -99,17 +81,8 @@ int main(int argc, char** argv) {
     }
 
     int status = 0;
-    GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    gtk_window_set_decorated(GTK_WINDOW(window), FALSE);
-    gtk_window_set_default_size(GTK_WINDOW(window), kWidth, kHeight);
-    gtk_window_set_resizable(GTK_WINDOW(window), FALSE);
-    gtk_window_move(GTK_WINDOW(window), kLeft, kTop);
-    gtk_window_set_title(GTK_WINDOW(window), "drag source");
-
-    // An event box fills the window, so that the whole area starts the drag.
-    GtkWidget* area = gtk_event_box_new();
-    gtk_widget_set_size_request(area, kWidth, kHeight);
-    gtk_container_add(GTK_CONTAINER(window), area);
+    GtkWidget* area = nullptr;
+    GtkWidget* window = testapp::MakeAreaWindow("drag source", kLeft, kTop, kWidth, kHeight, &area);
     static const GtkTargetEntry targets[] = {{const_cast<gchar*>("text/uri-list"), 0, 0}};
     gtk_drag_source_set(area, GDK_BUTTON1_MASK, targets, 1,
                         GdkDragAction(GDK_ACTION_COPY | GDK_ACTION_LINK | GDK_ACTION_MOVE));
@@ -117,8 +90,6 @@ int main(int argc, char** argv) {
     g_signal_connect(area, "drag-data-get", G_CALLBACK(OnDragDataGet), nullptr);
     g_signal_connect(area, "drag-failed", G_CALLBACK(OnDragFailed), &status);
     g_signal_connect(area, "drag-end", G_CALLBACK(OnDragEnd), nullptr);
-    g_signal_connect(window, "map-event", G_CALLBACK(OnMapped), nullptr);
-    g_signal_connect(window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);
 
     g_timeout_add_seconds(kTimeoutS, OnTimeout, &status);
     gtk_widget_show_all(window);

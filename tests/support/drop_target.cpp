@@ -13,22 +13,12 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "ToolkitTestApp.h"
+
 namespace {
 
 const int kWidth = 200, kHeight = 120;
 const unsigned kTimeoutS = 30;
-
-void Say(const char* line) {
-    std::printf("%s\n", line);
-    std::fflush(stdout);
-}
-
-gboolean OnMapped(GtkWidget* window, GdkEvent*, gpointer) {
-    // Make sure the X server has the window on screen before anyone drags to it.
-    gdk_display_sync(gtk_widget_get_display(window));
-    Say("ready");
-    return FALSE;
-}
 
 void OnDataReceived(GtkWidget*, GdkDragContext*, gint, gint, GtkSelectionData* data, guint, guint,
                     gpointer) {
@@ -59,12 +49,6 @@ gboolean OnTimeout(gpointer status) {
 
 }  // namespace
 
-// The toolkit keeps its caches until exit on purpose; see drag_source.cpp.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libfontconfig\nleak:libglib\nleak:libgobject\nleak:libgtk\nleak:libgdk\n"
-           "leak:libpango\nleak:libcairo\nleak:libX11\nleak:libdbus\n";
-}
-
 int main(int argc, char** argv) {
     if (argc != 1 && argc != 3) {
         std::fprintf(stderr, "usage: drop_target [X Y]\n");
@@ -74,22 +58,12 @@ int main(int argc, char** argv) {
     int top = argc == 3 ? std::atoi(argv[2]) : 400;
     gtk_init(&argc, &argv);
     int status = 0;
-    GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    gtk_window_set_decorated(GTK_WINDOW(window), FALSE);
-    gtk_window_set_default_size(GTK_WINDOW(window), kWidth, kHeight);
-    gtk_window_set_resizable(GTK_WINDOW(window), FALSE);
-    gtk_window_move(GTK_WINDOW(window), left, top);
-    gtk_window_set_title(GTK_WINDOW(window), "drop target");
-
-    GtkWidget* area = gtk_event_box_new();
-    gtk_widget_set_size_request(area, kWidth, kHeight);
-    gtk_container_add(GTK_CONTAINER(window), area);
+    GtkWidget* area = nullptr;
+    GtkWidget* window = testapp::MakeAreaWindow("drop target", left, top, kWidth, kHeight, &area);
     static const GtkTargetEntry targets[] = {{const_cast<gchar*>("text/uri-list"), 0, 0}};
     gtk_drag_dest_set(area, GTK_DEST_DEFAULT_ALL, targets, 1,
                       GdkDragAction(GDK_ACTION_COPY | GDK_ACTION_MOVE | GDK_ACTION_LINK));
     g_signal_connect(area, "drag-data-received", G_CALLBACK(OnDataReceived), nullptr);
-    g_signal_connect(window, "map-event", G_CALLBACK(OnMapped), nullptr);
-    g_signal_connect(window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);
 
     g_timeout_add_seconds(kTimeoutS, OnTimeout, &status);
     gtk_widget_show_all(window);
