@@ -1143,15 +1143,23 @@ struct GuiCall {
 // under a mutex of our own rather than passed through the main loop, so the
 // hand-over is visible to the thread checker as well.
 std::mutex g_guiCallsLock;
-std::deque<std::shared_ptr<GuiCall>> g_guiCalls;
+
+// Made on first use and never destroyed: a window that is a global object (the
+// main window) drops its calls from it in its destructor at exit, after this
+// file's globals may be gone, and a window may be made before they are.
+std::deque<std::shared_ptr<GuiCall>>& GuiCalls() {
+    static auto* calls = new std::deque<std::shared_ptr<GuiCall>>;
+    return *calls;
+}
 
 gboolean RunGuiCall(gpointer) {
     std::shared_ptr<GuiCall> next;
     {
         std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        if (g_guiCalls.empty()) return G_SOURCE_REMOVE;
-        next = std::move(g_guiCalls.front());
-        g_guiCalls.pop_front();
+        auto& calls = GuiCalls();
+        if (calls.empty()) return G_SOURCE_REMOVE;
+        next = std::move(calls.front());
+        calls.pop_front();
     }
     GuiCall& call = *next;
     if (call.task) {
@@ -1189,7 +1197,7 @@ bool XWindow::CallOnGuiThread(void (*fn)(void*), void* arg) {
     // on this thread whenever the GUI thread is not iterating its loop.
     {
         std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        g_guiCalls.push_back(call);
+        GuiCalls().push_back(call);
     }
     g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
     std::unique_lock<std::mutex> guard(call->lock);
@@ -1217,7 +1225,7 @@ void XWindow::PostToGuiThread(std::function<void()> task) {
     call->cancelled = &m_bGuiCallsCancelled;
     {
         std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        g_guiCalls.push_back(std::move(call));
+        GuiCalls().push_back(std::move(call));
     }
     g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
 }
@@ -1228,8 +1236,9 @@ void XWindow::CancelGuiCalls() {
 
 void XWindow::DropPostedCalls() {
     std::lock_guard<std::mutex> guard(g_guiCallsLock);
-    for (auto it = g_guiCalls.begin(); it != g_guiCalls.end();)
-        it = (*it)->window == this ? g_guiCalls.erase(it) : it + 1;
+    auto& calls = GuiCalls();
+    for (auto it = calls.begin(); it != calls.end();)
+        it = (*it)->window == this ? calls.erase(it) : it + 1;
 }
 
 void XWindow::SetFirstFrameFile(const char* path) {
