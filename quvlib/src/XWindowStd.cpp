@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <iterator>
 #include <memory>
 #include <mutex>
 
@@ -1039,16 +1040,24 @@ struct GuiCall {
 // The calls waiting for the GUI thread, in the order they were handed over. Kept
 // under a mutex of our own rather than passed through the main loop, so the
 // hand-over is visible to the thread checker as well.
-std::mutex g_guiCallsLock;
-std::deque<std::shared_ptr<GuiCall>> g_guiCalls;
+// Made on first use and never destroyed: windows of static storage duration hand
+// calls over, or drop theirs, while the program's statics are being destroyed.
+struct GuiCalls {
+    std::mutex lock;
+    std::deque<std::shared_ptr<GuiCall>> queue;
+};
+GuiCalls& TheGuiCalls() {
+    static GuiCalls* calls = new GuiCalls;
+    return *calls;
+}
 
 gboolean RunGuiCall(gpointer) {
     std::shared_ptr<GuiCall> next;
     {
-        std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        if (g_guiCalls.empty()) return G_SOURCE_REMOVE;
-        next = std::move(g_guiCalls.front());
-        g_guiCalls.pop_front();
+        std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+        if (TheGuiCalls().queue.empty()) return G_SOURCE_REMOVE;
+        next = std::move(TheGuiCalls().queue.front());
+        TheGuiCalls().queue.pop_front();
     }
     GuiCall& call = *next;
     if (call.task) {
@@ -1085,8 +1094,8 @@ bool XWindow::CallOnGuiThread(void (*fn)(void*), void* arg) {
     // Always through the GUI thread's loop: invoking directly would run the call
     // on this thread whenever the GUI thread is not iterating its loop.
     {
-        std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        g_guiCalls.push_back(call);
+        std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+        TheGuiCalls().queue.push_back(call);
     }
     g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
     std::unique_lock<std::mutex> guard(call->lock);
@@ -1113,8 +1122,8 @@ void XWindow::PostToGuiThread(std::function<void()> task) {
     call->window = this;
     call->cancelled = &m_bGuiCallsCancelled;
     {
-        std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        g_guiCalls.push_back(std::move(call));
+        std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+        TheGuiCalls().queue.push_back(std::move(call));
     }
     g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
 }
@@ -1124,9 +1133,10 @@ void XWindow::CancelGuiCalls() {
 }
 
 void XWindow::DropPostedCalls() {
-    std::lock_guard<std::mutex> guard(g_guiCallsLock);
-    for (auto it = g_guiCalls.begin(); it != g_guiCalls.end();)
-        it = (*it)->window == this ? g_guiCalls.erase(it) : it + 1;
+    std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+    auto& queue = TheGuiCalls().queue;
+    for (auto it = queue.begin(); it != queue.end();)
+        it = (*it)->window == this ? queue.erase(it) : std::next(it);
 }
 
 void XWindow::SetFirstFrameFile(const char* path) {
