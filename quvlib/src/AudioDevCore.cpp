@@ -166,8 +166,8 @@ AudioDevCore::AudioDevCore()
 }
 
 AudioDevCore::~AudioDevCore() {
-    // The design leaves a playback-only driver open after Close; here nothing
-    // may outlive the driver, so both sides are released whatever the state.
+    // A playback-only driver stays open after Close (a kept quirk); nothing may
+    // outlive the driver, so both sides are released whatever the state.
     // (Non-virtual calls: a derived double is already gone at this point.)
     AudioDevCore::_releaseSide(kAudioPlay);
     AudioDevCore::_releaseSide(kAudioRec);
@@ -464,8 +464,9 @@ bool AudioDevCore::OnStop(int dir) {
 
 bool AudioDevCore::OnClose(int dir) {
     (void)dir;
-    // Only a driver with a recording device closes; with playback alone this
-    // does nothing and fails, as designed (the destructor releases that case).
+    // Only a driver with a recording device closes; with playback alone this does
+    // nothing and fails, a quirk kept for the bus's callers (the destructor
+    // releases that case).
     if (!m_devId[kAudioRec]) return false;
     if (m_state == 3) {
         for (int io = 1; io >= 0; --io) {

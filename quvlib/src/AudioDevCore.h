@@ -291,7 +291,7 @@ class AudioDevCore : public AudioDev, public QuvLog {
     std::atomic<double> m_watermarkMs{0};          // written by the playback IO thread
     // How often a stream that stands still looks at its source anyway, in case a
     // wake-up was missed, in milliseconds. Set before Start; read by the IO thread.
-    std::atomic<int> m_standStillLookMs{200};
+    std::atomic<int> m_standStillLookMs{1000};
 
   private:
     struct Side;
