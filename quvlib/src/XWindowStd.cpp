@@ -1159,8 +1159,8 @@ gboolean FrameTick(gpointer data) {
 void XWindow::SetFrameTimer(bool on) {
     if (on == (m_frameTimer != 0)) return;
     if (on) {
-        // About 30 frames a second: smooth for a bar, cheap for the GUI thread.
-        m_frameTimer = g_timeout_add(33, FrameTick, this);
+        // 25 frames a second: smooth for a bar, cheap for the GUI thread.
+        m_frameTimer = g_timeout_add(40, FrameTick, this);
     } else {
         g_source_remove(m_frameTimer);
         m_frameTimer = 0;
