@@ -24,7 +24,8 @@ tail -n 1 "$work/calibrate.log" >&2
 
 peers=()
 if [ -x "$build/velotune" ]; then
-    peers+=(--peer "velotune=$build/velotune {input}")
+    # As on a desktop: the accessibility bridge on (the test environment turns it off).
+    peers+=(--peer "velotune=env -u NO_AT_BRIDGE $build/velotune {input}")
 else
     echo "players.sh: $build/velotune not built; measuring the references only" >&2
 fi

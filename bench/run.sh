@@ -12,7 +12,7 @@ build=${1:-build}
 if [ -z "${VELOTUNE_TEST_ENV:-}" ]; then
     exec bash tests/scripts/with-test-env.sh bash bench/run.sh "$build"
 fi
-scripts=${BENCH_ONLY:-players drop window walk decode enum playback}
+scripts=${BENCH_ONLY:-players drop response window walk decode enum playback}
 mkdir -p "$build/benchtmp"
 rows=$build/benchtmp/rows.md
 : > "$rows"

@@ -15,9 +15,14 @@ mkdir -p "$work/home/Desktop"
 # The program's log goes to this HOME's desktop, not the test environment's.
 export HOME=$work/home
 
+# As on a desktop: the accessibility bridge on (the test environment turns it off).
+unset NO_AT_BRIDGE
 progs=()
 [ -x "$build/velotune" ] && progs+=("velotune=env:VELOTUNE_FIRST_FRAME_FILE $build/velotune")
+# The bare window with GDK's default (it probes OpenGL) and with OpenGL off, as
+# the program asks for itself.
 progs+=("gtk=$build/bench/gtkwindow_bench {stamp}")
+progs+=("gtknogl=env GDK_GL=disable $build/bench/gtkwindow_bench {stamp}")
 python3 "$here/first_frame.py" --reps "$reps" --out "$work" "${progs[@]}" > "$work/results.jsonl"
 
 values() {  # comma list of the ms figures of program $1
@@ -27,4 +32,6 @@ for l in open(sys.argv[1]):
     if r["name"] == sys.argv[2]: print(",".join(str(v) for v in r["ms"]))' "$work/results.jsonl" "$1"
 }
 python3 "$here/table.py" "launch to the window's first drawn frame, ms (Xvfb)" 1 \
-    "velotune=$(values velotune)" "bare GTK 3 window with a menu bar (\`gtkwindow_bench\`)=$(values gtk)"
+    "velotune=$(values velotune)" \
+    "bare GTK 3 window with a menu bar (\`gtkwindow_bench\`), with OpenGL off, as the program asks=$(values gtknogl)" \
+    "the same with GDK's default=$(values gtk)"

@@ -130,6 +130,7 @@ int MainDlg::OnCreate() {
 
     m_pTogPlay = new XToggle(this, Rc(173, 39, 220, 86), 8);
     m_pTogPlay->SetPic("btn_play.png", "btn_pause.png");
+    if (WalkRuns()) m_pTogPlay->SetValueInt(1);  // the command line's paths already play
     m_pPanPlay->AddControl(m_pTogPlay);
 
     XButton* next = new XButton(this, Rc(225, 47, 256, 78), 9);
@@ -324,21 +325,39 @@ int MainDlg::OnDrop(OpaqueDragRef* drag, int, int) {
     return 0;
 }
 
-void MainDlg::DropPaths(const char* const* paths, int count) {
-    // For measuring the time from a drop to the first sound: the CLOCK_MONOTONIC
-    // time of the first drop, in seconds, into the file the variable names.
+namespace {
+
+// For measuring the time from a drop to the first sound: the CLOCK_MONOTONIC time
+// of the first drop, in seconds, into the file VELOTUNE_DROP_TIME_FILE names.
+void StampFirstDrop() {
     static bool s_dropStamped = false;
-    if (!s_dropStamped) {
-        s_dropStamped = true;
-        if (const char* file = getenv("VELOTUNE_DROP_TIME_FILE")) {
-            timespec now{};
-            clock_gettime(CLOCK_MONOTONIC, &now);
-            if (FILE* f = fopen(file, "w")) {
-                fprintf(f, "%.6f\n", static_cast<double>(now.tv_sec) + now.tv_nsec / 1e9);
-                fclose(f);
-            }
+    if (s_dropStamped) return;
+    s_dropStamped = true;
+    if (const char* file = getenv("VELOTUNE_DROP_TIME_FILE")) {
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        if (FILE* f = fopen(file, "w")) {
+            fprintf(f, "%.6f\n", static_cast<double>(now.tv_sec) + now.tv_nsec / 1e9);
+            fclose(f);
         }
     }
+}
+
+}  // namespace
+
+void MainDlg::PlayStartPaths() {
+    const int count = m_start_paths.Size();
+    if (count == 0 || IsRunning()) return;
+    StampFirstDrop();
+    for (int i = 0; i < count; ++i) m_path_list.AddString(m_start_paths.GetString(i));
+    m_start_paths.Clear();
+    m_bStopRequest = false;
+    m_bWorkerDone = false;
+    Start(kThreadId, 0);
+}
+
+void MainDlg::DropPaths(const char* const* paths, int count) {
+    StampFirstDrop();
     SetCursor(1);
     m_bStopRequest = false;
     for (int i = 0; i < count; ++i) m_path_list.AddString(const_cast<char*>(paths[i]));

@@ -148,8 +148,13 @@ class MainDlg : public XWindow, public UThread {
     /// it is not running, setting the play/pause toggle to playing. GUI thread.
     void DropPaths(const char* const* paths, int count);
     /// Remembers paths named on the command line, made absolute with folders
-    /// ending in "/"; OnReady drops them. Before Show.
+    /// ending in "/"; PlayStartPaths (or else OnReady) drops them. Before Show.
     void SetStartPaths(const char* const* paths, int count);
+    /// Takes the command line's paths as a drop at once, before the window
+    /// exists: the worker starts, and the first sound plays as soon as the audio
+    /// device is open, while the toolkit is still starting; the window comes up
+    /// as usual and shows what the worker posted to it. GUI thread, before Show.
+    void PlayStartPaths();
     /// Walks a folder: entries in directory order, hidden ones skipped, subfolders
     /// first walked and then offered to PlayFile. Worker thread.
     void PlayFolder(char* path);

@@ -58,17 +58,20 @@ Player::Player()
       m_bFilling(false),
       m_bQuit(false) {
     sem_init(&m_ended, 0, 0);
+    sem_init(&m_streams, 0, 0);
 }
 
 Player::~Player() {
     // The worker's loop runs until told otherwise; stop it cooperatively and wait
     // for it before the buffers it fills go away.
     m_bQuit.store(true, std::memory_order_release);
+    sem_post(&m_streams);  // a worker asleep for want of a sound sees the quit
     UThread::Stop();
     Join();
     delete[] m_in.buffer;
     delete[] m_out_buffer;
     sem_destroy(&m_ended);
+    sem_destroy(&m_streams);
 }
 
 void Player::Init(MainDlg* w) {
@@ -123,6 +126,7 @@ void Player::Play(snd_* s) {
     m_pos_read.store(filled, std::memory_order_release);
     m_bStreaming.store(filled == kRate, std::memory_order_release);
     m_pSound.store(s, std::memory_order_release);
+    if (filled == kRate) sem_post(&m_streams);  // the worker has a ring to keep full
 }
 
 void Player::Stop() {
@@ -352,6 +356,14 @@ void Player::OnRun() {
         m_bFilling.store(false, std::memory_order_seq_cst);
         // A short fill ends streaming and starts the next pass at once.
         if (again) continue;
-        UThread::Wait(kFillSleepMs);
+        if (m_bStreaming.load(std::memory_order_acquire)) {
+            UThread::Wait(kFillSleepMs);
+        } else {
+            // Nothing streams: there is nothing to top up until Play hands over a
+            // sound, so the worker sleeps until then instead of waking 25 times a
+            // second for nothing.
+            while (sem_wait(&m_streams) != 0 && errno == EINTR) {
+            }
+        }
     }
 }

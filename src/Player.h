@@ -120,15 +120,16 @@ class Player : public AudioSource, public UThread, public QuvLog {
     bool IsDirectPlay() const { return m_bDirectPlay; }
 
   protected:
-    /// The 'fill' worker: tops up the ring every 40 ms until the player is destroyed.
+    /// The 'fill' worker: tops up the ring every 40 ms while a sound streams, and
+    /// sleeps until the next one streams otherwise, until the player is destroyed.
     void OnRun() override;
 
   private:
     /// Asks the reader for `frames` frames into `dst`; a reader failure is logged
     /// once and read as "no more frames". Off the IO thread only.
     int ReadSource(snd_* s, float* dst, int frames);
-    /// One pass of the worker over the ring (the design's loop body without the
-    /// sleep). Returns whether the pass ended streaming on a short fill.
+    /// One pass of the worker over the ring (the body of OnRun's loop, without
+    /// the sleep). Returns whether the pass ended streaming on a short fill.
     bool FillPass();
     /// Ends the sound: both positions back to 0 (IsReady turns true). IO thread.
     void EndSound();
@@ -177,4 +178,7 @@ class Player : public AudioSource, public UThread, public QuvLog {
     std::atomic<bool> m_bQuit;  // written by the destructor, read by the worker
     // Posted by the IO thread when it ends a sound; WaitReady waits on it.
     sem_t m_ended;
+    // Posted by Play when a sound streams (and by the destructor); the worker
+    // sleeps on it while nothing streams.
+    sem_t m_streams;
 };

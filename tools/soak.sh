@@ -18,8 +18,9 @@
 #    ends the program with status 0; after the warm-up (SOAK_WARMUP_S, default a
 #    fifth of the run, at least 30 s) the RSS never exceeds the warm-up's peak by
 #    more than SOAK_RSS_BOUND_KB (default 16384); the recording holds sound; the
-#    log holds no error line (a "***" line other than the banner and the audio
-#    bus's call trace, or a line speaking of an error, failure or exception).
+#    log holds no error line (a "***" line other than the banner, the audio
+#    bus's call trace and the driver's underrun count, or a line speaking of an
+#    error, failure or exception) and the driver's count of 0 underruns.
 # Prints the figures; exit status 0 only when every check passed. Everything it
 # makes stays in BUILD_DIR/soak (the tree is kept for the next run).
 set -euo pipefail
@@ -277,8 +278,12 @@ PY
 log_lines=$(wc -l < "$log" 2>/dev/null || echo 0)
 is_error_line() {
     grep -E '\*\*\*|[Ee]rror|[Ff]ail|[Ee]xception|[Cc]annot' "$log" 2>/dev/null |
-        grep -v -E '^\*+$|^\*\*\* AudioBus::[A-Za-z]+\([^)]*\) \*\*\*$' || true
+        grep -v -E '^\*+$|^\*\*\* AudioBus::[A-Za-z]+\([^)]*\) \*\*\*$|^\*\*\* AudioDevCore: [0-9]+ underruns \*\*\*$' || true
 }
+# Underruns: the driver logs its count when it closes, at the program's end.
+underruns=$(sed -n 's/^\*\*\* AudioDevCore: \([0-9]*\) underruns \*\*\*$/\1/p' "$log" 2>/dev/null | tail -n1)
+[ -n "$underruns" ] || fails+=("the log holds no underrun count")
+[ "${underruns:-0}" -eq 0 ] || fails+=("$underruns underruns")
 is_error_line > "$run/log-errors.txt"
 err_lines=$(wc -l < "$run/log-errors.txt")
 cp "$log" "$run/velotune.txt" 2>/dev/null || true
@@ -298,7 +303,8 @@ printf '  %-44s %s\n' \
     "recording" "$rec_s s, $loud_s s with sound above -40 dBFS" \
     "volume toggle click changed the window" "$changed" \
     "exit status after Escape" "$exit_status" \
-    "log lines / error lines" "$log_lines / ${err_lines:-0}"
+    "log lines / error lines" "$log_lines / ${err_lines:-0}" \
+    "underruns (the driver's count at its close)" "${underruns:-none}"
 echo "  files: $run (rss.txt, sink.raw, program.out, drag.err, velotune.txt, log-errors.txt)"
 if [ ${#fails[@]} -gt 0 ]; then
     printf 'soak: FAILED: %s\n' "${fails[@]}"

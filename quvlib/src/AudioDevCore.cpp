@@ -166,8 +166,8 @@ AudioDevCore::AudioDevCore()
 }
 
 AudioDevCore::~AudioDevCore() {
-    // The design leaves a playback-only driver open after Close; here nothing
-    // may outlive the driver, so both sides are released whatever the state.
+    // A playback-only driver stays open after Close (a kept quirk); nothing may
+    // outlive the driver, so both sides are released whatever the state.
     // (Non-virtual calls: a derived double is already gone at this point.)
     AudioDevCore::_releaseSide(kAudioPlay);
     AudioDevCore::_releaseSide(kAudioRec);
@@ -464,8 +464,9 @@ bool AudioDevCore::OnStop(int dir) {
 
 bool AudioDevCore::OnClose(int dir) {
     (void)dir;
-    // Only a driver with a recording device closes; with playback alone this
-    // does nothing and fails, as designed (the destructor releases that case).
+    // Only a driver with a recording device closes; with playback alone this does
+    // nothing and fails, a quirk kept for the bus's callers (the destructor
+    // releases that case).
     if (!m_devId[kAudioRec]) return false;
     if (m_state == 3) {
         for (int io = 1; io >= 0; --io) {
@@ -589,6 +590,36 @@ struct InCall {
 
 }  // namespace
 
+AudioDevCore::QueuePolicy::QueuePolicy(double rate) : m_rate(rate) {}
+
+void AudioDevCore::QueuePolicy::Late(double lateMs, double nowMs) {
+    if (lateMs < kNoticeMs) return;
+    const double wanted = lateMs * 2 < kMostMs ? lateMs * 2 : kMostMs;
+    if (wanted > m_watermarkMs) {
+        m_watermarkMs = wanted;
+        m_lastRaiseMs = nowMs;
+    }
+}
+
+void AudioDevCore::QueuePolicy::Underrun(double nowMs) {
+    m_watermarkMs = m_watermarkMs + kRaiseMs < kMostMs ? m_watermarkMs + kRaiseMs : kMostMs;
+    m_lastRaiseMs = nowMs;
+}
+
+void AudioDevCore::QueuePolicy::Tick(double nowMs) {
+    if (m_watermarkMs <= 0 || nowMs - m_lastRaiseMs < kCalmMs) return;
+    m_watermarkMs = m_watermarkMs > kLowerMs ? m_watermarkMs - kLowerMs : 0;
+    m_lastRaiseMs = nowMs;  // the next step down after another calm spell
+}
+
+long AudioDevCore::QueuePolicy::Low() const {
+    return static_cast<long>(m_rate * (kQueueLowMs + m_watermarkMs) / 1000.0);
+}
+
+long AudioDevCore::QueuePolicy::High() const {
+    return static_cast<long>(m_rate * (kQueueHighMs + m_watermarkMs) / 1000.0);
+}
+
 // The playback side (see the class comment for the policy). It never polls the
 // PCM: the sound service's descriptors wake only once a period, far too late for
 // a queue of a few tens of milliseconds, so the thread keeps time itself and
@@ -598,10 +629,7 @@ struct InCall {
 void AudioDevCore::PlaybackLoop(Side& s) {
     const double rate = s.rate > 0 ? s.rate : 44100;
     auto frames = [rate](int ms) { return static_cast<long long>(rate * ms / 1000.0); };
-    // Raised after each underrun (up to kQueueMostMs): a sound server whose own
-    // latency is longer than ours would otherwise run dry again and again.
-    long long queueLow = frames(kQueueLowMs);
-    long long queueHigh = frames(kQueueHighMs);
+    QueuePolicy policy(rate);
     const long long idleHold = frames(kIdleHoldMs);
     int silencePiece = static_cast<int>(frames(kSilenceMs));
     if (silencePiece > s.frames) silencePiece = s.frames;
@@ -628,14 +656,13 @@ void AudioDevCore::PlaybackLoop(Side& s) {
     };
     // Ends an underrun (or a suspend): the queued sound is gone; the queue grows
     // deeper for what follows.
+    auto underrun = [&]() {
+        m_underruns.fetch_add(1, std::memory_order_relaxed);
+        policy.Underrun(NowSeconds() * 1000.0);
+        m_watermarkMs.store(policy.WatermarkMs(), std::memory_order_relaxed);
+    };
     auto recover = [&](int err) {
-        if (err == -EPIPE || err == -ESTRPIPE) {
-            m_underruns.fetch_add(1, std::memory_order_relaxed);
-            if (queueLow + frames(kQueueRaiseMs) <= frames(kQueueMostMs)) {
-                queueLow += frames(kQueueRaiseMs);
-                queueHigh += frames(kQueueRaiseMs);
-            }
-        }
+        if (err == -EPIPE || err == -ESTRPIPE) underrun();
         reset();
     };
     // Writes `n` frames of `data` (device layout) and starts a standing stream.
@@ -656,6 +683,7 @@ void AudioDevCore::PlaybackLoop(Side& s) {
         if (!running && written > 0 && snd_pcm_start(s.pcm) == 0) {
             running = true;
             started = NowSeconds();
+            m_queuePeak.store(0, std::memory_order_relaxed);
             m_streamStarts.fetch_add(1, std::memory_order_relaxed);
             m_streamRunning.store(true, std::memory_order_relaxed);
         }
@@ -706,10 +734,16 @@ void AudioDevCore::PlaybackLoop(Side& s) {
         s.ack.store(cmd >> 1, std::memory_order_release);
 
         long long q = queued();
+        if (running && q <= 0 && written > 0 && NowSeconds() - started > 0.05) {
+            // By our own clock everything written has played: the device ran dry,
+            // whether or not the sound service tells. It goes on, and stays sound.
+            underrun();
+        }
+        const long long queueLow = policy.Low();
         if (q < queueLow) {
             // Up to the high mark in one write: each write costs the sound
             // service's client thread a wake-up, so fewer, larger ones are cheaper.
-            long long want = queueHigh - q;
+            long long want = policy.High() - q;
             if (want > s.capacity) want = s.capacity;
             int filled = 0;
             while (filled < want) {
@@ -732,12 +766,15 @@ void AudioDevCore::PlaybackLoop(Side& s) {
             if (filled > 0) {
                 silent = 0;
                 write(s.period, filled);
+                const long after = static_cast<long>(queued());
+                if (after > m_queuePeak.load(std::memory_order_relaxed))
+                    m_queuePeak.store(after, std::memory_order_relaxed);
                 continue;
             }
             if (!running) {
                 // Standing still and nothing to play: sleep until woken, looking at
                 // the source now and then in case a wake-up was missed.
-                WaitWake(s.wakeFd, 0.2);
+                WaitWake(s.wakeFd, m_standStillLookMs.load(std::memory_order_relaxed) / 1000.0);
                 continue;
             }
             if (silent >= idleHold) {
@@ -751,7 +788,15 @@ void AudioDevCore::PlaybackLoop(Side& s) {
             silent += silencePiece;
             continue;
         }
-        WaitWake(s.wakeFd, static_cast<double>(q - queueLow + 1) / rate);
+        // Asleep until the queue runs down to the low mark; a late wake-up raises
+        // the marks (QueuePolicy).
+        const double sleep = static_cast<double>(q - queueLow + 1) / rate;
+        const double due = NowSeconds() + sleep;
+        WaitWake(s.wakeFd, sleep);
+        const double now = NowSeconds();
+        if (now > due) policy.Late((now - due) * 1000.0, now * 1000.0);
+        policy.Tick(now * 1000.0);
+        m_watermarkMs.store(policy.WatermarkMs(), std::memory_order_relaxed);
     }
     if (running) snd_pcm_drop(s.pcm);
     m_streamRunning.store(false, std::memory_order_relaxed);

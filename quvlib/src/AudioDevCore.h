@@ -103,9 +103,11 @@ struct t_sideProbe {
 /// silence, so that sound handed over meanwhile is heard soon after;
 /// after kIdleHoldMs of silence the stream is stopped altogether, and the next
 /// WakeUp (or the owner's Start) starts it again on demand. A stream is never
-/// left to run dry: an underrun is recovered, counted (the count is logged when
-/// the side closes) and makes the queue kQueueRaiseMs deeper, so that a sound
-/// server with a longer latency of its own is served without further underruns.
+/// left to run dry: an underrun (reported by the device, or seen by the IO thread
+/// itself when its estimate of the queue falls below nothing) is recovered and
+/// counted (the count is logged when the side closes), and both an underrun and
+/// a late wake-up deepen the queue for a while (QueuePolicy), since a busy
+/// machine wakes a thread late more than once.
 ///
 /// Release of the system resources: a playback-only driver stays open after
 /// OnClose (it returns false and does nothing, a kept quirk). So that no PCM or
@@ -125,8 +127,42 @@ class AudioDevCore : public AudioDev, public QuvLog {
     static constexpr int kQueueHighMs = 38;   ///< ... to this
     static constexpr int kSilenceMs = 10;     ///< silence pieces while the source is dry
     static constexpr int kIdleHoldMs = 1000;  ///< silence before the stream stops
-    static constexpr int kQueueRaiseMs = 10;  ///< the queue grows by this after an underrun
-    static constexpr int kQueueMostMs = 100;  ///< ... up to this
+
+    /// How deep the playback queue is kept: the low and high marks, raised by a
+    /// watermark when the machine proves slower than they allow. A wake-up of the
+    /// IO thread that comes late by L raises the watermark to twice L at once (a
+    /// busy machine that was late by a few milliseconds will soon be late by
+    /// more); an underrun raises it by kRaiseMs. After kCalmMs without a raise it
+    /// comes down by kLowerMs, so that a machine that has calmed down gets its
+    /// short queue back. Platform-free arithmetic; the playback IO thread owns it.
+    class QueuePolicy {
+      public:
+        static constexpr double kRaiseMs = 10;    ///< raise after an underrun
+        static constexpr double kMostMs = 60;     ///< the watermark's ceiling
+        static constexpr double kNoticeMs = 1;    ///< lateness below this is noise
+        static constexpr double kCalmMs = 10000;  ///< quiet time before it comes down
+        static constexpr double kLowerMs = 2;     ///< ... by this much each time
+
+        /// The marks at `rate` frames per second, no watermark.
+        explicit QueuePolicy(double rate);
+        /// A wake-up came `lateMs` after it was due; `nowMs` is the time.
+        void Late(double lateMs, double nowMs);
+        /// The device ran dry at `nowMs`.
+        void Underrun(double nowMs);
+        /// Lets the watermark come down when it has been calm; `nowMs` the time.
+        void Tick(double nowMs);
+        /// The marks in frames: top up below Low, to High.
+        long Low() const;
+        long High() const;
+        /// The watermark in milliseconds.
+        double WatermarkMs() const { return m_watermarkMs; }
+
+      private:
+        double m_rate;
+        double m_watermarkMs = 0;
+        double m_lastRaiseMs = 0;
+    };
+
     /// The device's period and buffer, in frames at 44100 Hz (scaled with the
     /// rate): the buffer is only a ceiling, the IO thread keeps far less queued.
     static constexpr int kDevicePeriod = 441;
@@ -168,9 +204,14 @@ class AudioDevCore : public AudioDev, public QuvLog {
     /// Times the playback stream was started (on demand, after standing still or
     /// after an underrun). Any thread.
     unsigned long StreamStarts() const { return m_streamStarts.load(std::memory_order_relaxed); }
+    /// The queue's current watermark in milliseconds (QueuePolicy). Any thread.
+    double QueueWatermarkMs() const { return m_watermarkMs.load(std::memory_order_relaxed); }
     /// Whether the playback stream is moving (false while it stands still for
     /// want of sound). Any thread.
     bool StreamRunning() const { return m_streamRunning.load(std::memory_order_relaxed); }
+    /// The most playback frames queued ahead of the listener right after a write
+    /// since the stream last started (the IO thread's estimate). Any thread.
+    long QueuePeak() const { return m_queuePeak.load(std::memory_order_relaxed); }
     /// Result of the last platform call. Main thread.
     long LastError() const { return m_err; }
     /// The sound service's name of the PCM behind device id `devId` ("" if none).
@@ -246,6 +287,11 @@ class AudioDevCore : public AudioDev, public QuvLog {
     std::atomic<unsigned long> m_underruns{0};     // written by the IO threads
     std::atomic<unsigned long> m_streamStarts{0};  // written by the playback IO thread
     std::atomic<bool> m_streamRunning{false};      // written by the playback IO thread
+    std::atomic<long> m_queuePeak{0};              // written by the playback IO thread
+    std::atomic<double> m_watermarkMs{0};          // written by the playback IO thread
+    // How often a stream that stands still looks at its source anyway, in case a
+    // wake-up was missed, in milliseconds. Set before Start; read by the IO thread.
+    std::atomic<int> m_standStillLookMs{1000};
 
   private:
     struct Side;

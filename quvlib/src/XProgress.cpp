@@ -33,5 +33,10 @@ void XProgress::OnValueChanged(float value) {
     // The bar is drawn from the integer value (GetValueNorm reads it when there is
     // a step): a fraction lands on the nearest step of the range.
     float clamped = value < 0.0f ? 0.0f : (value > 1.0f ? 1.0f : value);
-    m_iVal = m_iMin + static_cast<int>(std::lround(clamped * static_cast<float>(m_iMax - m_iMin)));
+    const int step =
+        m_iMin + static_cast<int>(std::lround(clamped * static_cast<float>(m_iMax - m_iMin)));
+    // A fraction that lands on the step already shown changes nothing on the
+    // screen: the bar is not drawn again (a frame timer feeds it many of these).
+    if (step == m_iVal) SetDirty(false);
+    m_iVal = step;
 }

@@ -13,7 +13,8 @@ class XProgress : public XControl {
     XProgress(XNode* owner, XRect rect);
     /// A float value given to a bar with an integer range (a step) is a fraction
     /// of that range: the integer value becomes min + round(fraction x (max -
-    /// min)), clamped to the range, so the bar follows SetValueFlt(0 .. 1). A bar
+    /// min)), clamped to the range, so the bar follows SetValueFlt(0 .. 1); a
+    /// fraction that lands on the step already shown is not drawn again. A bar
     /// without an integer range keeps its float value as it is.
     void OnValueChanged(float value) override;
     /// The bar (nothing at 0), then the label over the whole rectangle.

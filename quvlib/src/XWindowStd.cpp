@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -1142,24 +1143,24 @@ struct GuiCall {
 // The calls waiting for the GUI thread, in the order they were handed over. Kept
 // under a mutex of our own rather than passed through the main loop, so the
 // hand-over is visible to the thread checker as well.
-std::mutex g_guiCallsLock;
-
-// Made on first use and never destroyed: a window that is a global object (the
-// main window) drops its calls from it in its destructor at exit, after this
-// file's globals may be gone, and a window may be made before they are.
-std::deque<std::shared_ptr<GuiCall>>& GuiCalls() {
-    static auto* calls = new std::deque<std::shared_ptr<GuiCall>>;
+// Made on first use and never destroyed: windows of static storage duration hand
+// calls over, or drop theirs, while the program's statics are being destroyed.
+struct GuiCalls {
+    std::mutex lock;
+    std::deque<std::shared_ptr<GuiCall>> queue;
+};
+GuiCalls& TheGuiCalls() {
+    static GuiCalls* calls = new GuiCalls;
     return *calls;
 }
 
 gboolean RunGuiCall(gpointer) {
     std::shared_ptr<GuiCall> next;
     {
-        std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        auto& calls = GuiCalls();
-        if (calls.empty()) return G_SOURCE_REMOVE;
-        next = std::move(calls.front());
-        calls.pop_front();
+        std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+        if (TheGuiCalls().queue.empty()) return G_SOURCE_REMOVE;
+        next = std::move(TheGuiCalls().queue.front());
+        TheGuiCalls().queue.pop_front();
     }
     GuiCall& call = *next;
     if (call.task) {
@@ -1196,8 +1197,8 @@ bool XWindow::CallOnGuiThread(void (*fn)(void*), void* arg) {
     // Always through the GUI thread's loop: invoking directly would run the call
     // on this thread whenever the GUI thread is not iterating its loop.
     {
-        std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        GuiCalls().push_back(call);
+        std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+        TheGuiCalls().queue.push_back(call);
     }
     g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
     std::unique_lock<std::mutex> guard(call->lock);
@@ -1224,8 +1225,8 @@ void XWindow::PostToGuiThread(std::function<void()> task) {
     call->window = this;
     call->cancelled = &m_bGuiCallsCancelled;
     {
-        std::lock_guard<std::mutex> guard(g_guiCallsLock);
-        GuiCalls().push_back(std::move(call));
+        std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+        TheGuiCalls().queue.push_back(std::move(call));
     }
     g_idle_add_full(G_PRIORITY_DEFAULT, RunGuiCall, nullptr, nullptr);
 }
@@ -1235,10 +1236,10 @@ void XWindow::CancelGuiCalls() {
 }
 
 void XWindow::DropPostedCalls() {
-    std::lock_guard<std::mutex> guard(g_guiCallsLock);
-    auto& calls = GuiCalls();
-    for (auto it = calls.begin(); it != calls.end();)
-        it = (*it)->window == this ? calls.erase(it) : it + 1;
+    std::lock_guard<std::mutex> guard(TheGuiCalls().lock);
+    auto& queue = TheGuiCalls().queue;
+    for (auto it = queue.begin(); it != queue.end();)
+        it = (*it)->window == this ? queue.erase(it) : std::next(it);
 }
 
 void XWindow::SetFirstFrameFile(const char* path) {
@@ -1261,8 +1262,8 @@ gboolean FrameTick(gpointer data) {
 void XWindow::SetFrameTimer(bool on) {
     if (on == (m_frameTimer != 0)) return;
     if (on) {
-        // About 30 frames a second: smooth for a bar, cheap for the GUI thread.
-        m_frameTimer = g_timeout_add(33, FrameTick, this);
+        // 25 frames a second: smooth for a bar, cheap for the GUI thread.
+        m_frameTimer = g_timeout_add(40, FrameTick, this);
     } else {
         g_source_remove(m_frameTimer);
         m_frameTimer = 0;

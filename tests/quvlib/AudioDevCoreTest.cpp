@@ -527,3 +527,60 @@ TEST(AudioDevCore, EnumerationAndOpeningWriteTheTraceToTheLog) {
                              " DevInfo.channels = 2\n"})
         EXPECT_NE(log.find(line), std::string::npos) << line;
 }
+
+// ---- the playback queue's marks ----
+
+namespace {
+long Ms(double ms) {
+    return static_cast<long>(44100 * ms / 1000.0);
+}
+}  // namespace
+
+TEST(AudioDevCoreQueuePolicy, OnACalmMachineTheMarksAreTheShortOnes) {
+    AudioDevCore::QueuePolicy p(44100);
+    EXPECT_EQ(p.Low(), Ms(AudioDevCore::kQueueLowMs));
+    EXPECT_EQ(p.High(), Ms(AudioDevCore::kQueueHighMs));
+    p.Late(0.5, 1000);  // noise
+    EXPECT_EQ(p.WatermarkMs(), 0);
+}
+
+TEST(AudioDevCoreQueuePolicy, ALateWakeUpRaisesBothMarksByTwiceTheLateness) {
+    AudioDevCore::QueuePolicy p(44100);
+    p.Late(7, 1000);
+    EXPECT_EQ(p.WatermarkMs(), 14);
+    EXPECT_EQ(p.Low(), Ms(AudioDevCore::kQueueLowMs + 14));
+    EXPECT_EQ(p.High(), Ms(AudioDevCore::kQueueHighMs + 14));
+    p.Late(3, 1100);  // a smaller one keeps the larger watermark
+    EXPECT_EQ(p.WatermarkMs(), 14);
+    p.Late(100, 1200);  // never beyond the ceiling
+    EXPECT_EQ(p.WatermarkMs(), AudioDevCore::QueuePolicy::kMostMs);
+}
+
+TEST(AudioDevCoreQueuePolicy, EachUnderrunRaisesTheWatermarkUpToItsCeiling) {
+    AudioDevCore::QueuePolicy p(44100);
+    p.Underrun(1000);
+    EXPECT_EQ(p.WatermarkMs(), AudioDevCore::QueuePolicy::kRaiseMs);
+    for (int i = 0; i < 20; ++i) p.Underrun(1000 + i);
+    EXPECT_EQ(p.WatermarkMs(), AudioDevCore::QueuePolicy::kMostMs);
+}
+
+TEST(AudioDevCoreQueuePolicy, AfterACalmSpellTheWatermarkComesDownStepByStep) {
+    using P = AudioDevCore::QueuePolicy;
+    P p(44100);
+    p.Late(5, 0);
+    ASSERT_EQ(p.WatermarkMs(), 10);
+    p.Tick(P::kCalmMs - 1);  // not calm long enough
+    EXPECT_EQ(p.WatermarkMs(), 10);
+    p.Tick(P::kCalmMs);
+    EXPECT_EQ(p.WatermarkMs(), 10 - P::kLowerMs);
+    p.Tick(P::kCalmMs + 1);  // the next step needs another calm spell
+    EXPECT_EQ(p.WatermarkMs(), 10 - P::kLowerMs);
+    for (int i = 2; i < 20; ++i) p.Tick(i * P::kCalmMs);
+    EXPECT_EQ(p.WatermarkMs(), 0);
+    EXPECT_EQ(p.Low(), Ms(AudioDevCore::kQueueLowMs));
+}
+
+TEST(AudioDevCoreQueuePolicy, TheMarksScaleWithTheRate) {
+    AudioDevCore::QueuePolicy p(88200);
+    EXPECT_EQ(p.Low(), static_cast<long>(88200 * AudioDevCore::kQueueLowMs / 1000.0));
+}

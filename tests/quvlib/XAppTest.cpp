@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "FourCC.h"
 #include "XApp.h"
@@ -121,4 +122,38 @@ TEST(XAppDeathTest, QuitNeverReturns) {
             abort();
         },
         ::testing::ExitedWithCode(0), "OnQuit ran");
+}
+
+// ---- OpenGL ----
+
+namespace {
+// Restores GDK_GL as it was when the test began.
+struct KeepGdkGl {
+    std::string value;
+    bool set;
+    KeepGdkGl() : set(getenv("GDK_GL") != nullptr) {
+        if (set) value = getenv("GDK_GL");
+    }
+    ~KeepGdkGl() {
+        if (set)
+            setenv("GDK_GL", value.c_str(), 1);
+        else
+            unsetenv("GDK_GL");
+    }
+};
+}  // namespace
+
+TEST(XAppGl, TheApplicationAsksGdkNotToLoadOpenGl) {
+    KeepGdkGl keep;
+    unsetenv("GDK_GL");
+    XApp app;
+    ASSERT_NE(getenv("GDK_GL"), nullptr);
+    EXPECT_STREQ(getenv("GDK_GL"), "disable");
+}
+
+TEST(XAppGl, AUsersOwnGdkGlSettingWins) {
+    KeepGdkGl keep;
+    setenv("GDK_GL", "gles", 1);
+    XApp app;
+    EXPECT_STREQ(getenv("GDK_GL"), "gles");
 }

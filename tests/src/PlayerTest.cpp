@@ -472,3 +472,98 @@ TEST(PlayerLifetime, DestroyingThePlayerStopsAndJoinsItsWorker) {
     delete p;  // must return: the worker's loop ends on request
     SUCCEED();
 }
+
+// ---- the worker's wake-up and the closing fade ----
+
+TEST_F(PlayerTest, AWaiterIsWokenTheMomentTheSoundEndsNotAtTheEndOfItsSleep) {
+    FakeReader r(30000, 44100, 2);
+    player.Play(&r);
+    std::atomic<bool> returned{false}, ready{false};
+    const auto start = std::chrono::steady_clock::now();
+    std::thread waiter([&] {
+        ready = player.WaitReady(60000);  // a minute: only a wake-up ends it sooner
+        returned = true;
+    });
+    std::vector<float> buf(2 * 44100);
+    ASSERT_EQ(player.OnAudioPlay(buf.data(), 44100, 2), 30000);
+    EXPECT_FALSE(returned.load()) << "nothing has ended yet";
+    EXPECT_EQ(player.OnAudioPlay(buf.data(), 512, 2), 0);  // the IO thread ends the sound
+    waiter.join();
+    const double waited =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_TRUE(ready.load());
+    EXPECT_LT(waited, 30.0) << "the waiter slept its whole time instead of being woken";
+}
+
+TEST_F(PlayerTest, WaitReadyReturnsAtOnceWhenTheSoundHasAlreadyEnded) {
+    EXPECT_TRUE(player.IsReady());
+    EXPECT_TRUE(player.WaitReady(60000));
+}
+
+TEST_F(PlayerTest, WakeWaiterEndsAWaitWhileTheSoundStillPlays) {
+    FakeReader r(30000, 44100, 2);
+    player.Play(&r);
+    std::atomic<int> result{-1};
+    std::thread waiter([&] { result = player.WaitReady(60000) ? 1 : 0; });
+    player.WakeWaiter();
+    waiter.join();
+    EXPECT_EQ(result.load(), 0) << "woken, the sound still plays";
+    EXPECT_FALSE(player.IsReady());
+}
+
+TEST_F(PlayerTest, WaitReadyWithoutAWakeUpReturnsFalseAfterItsTime) {
+    FakeReader r(30000, 44100, 2);
+    player.Play(&r);
+    EXPECT_FALSE(player.WaitReady(20));
+}
+
+TEST_F(PlayerTest, TheQuickFadeEndsTheSoundWithin30MillisecondsOfOutput) {
+    FakeReader r(10 * 44100, 44100, 2, [](long, int) { return 0.5f; });
+    player.Play(&r);
+    std::vector<float> buf(2 * 256);
+    ASSERT_EQ(player.OnAudioPlay(buf.data(), 256, 2), 256);
+    player.FadeOutQuickly();
+    long frames = 0;
+    float last = 1.0f;
+    bool falling = true;
+    while (!player.IsReady() && frames < 44100) {
+        const int n = player.OnAudioPlay(buf.data(), 256, 2);
+        for (int f = 0; f < n; ++f) {
+            falling = falling && buf[2 * f] <= last;
+            last = buf[2 * f];
+        }
+        frames += n;
+    }
+    EXPECT_TRUE(player.IsReady());
+    EXPECT_LE(frames, 44100 * Player::kQuickFadeMs / 1000 + 256);
+    EXPECT_GT(frames, 44100 * Player::kQuickFadeMs / 1000 / 2) << "a fade, not a cut";
+    EXPECT_TRUE(falling) << "the gain only goes down";
+    EXPECT_LT(last, 0.5f * 0.02f);
+}
+
+TEST_F(PlayerTest, TheQuickFadeSteepensAFadeThatRunsAndAStopAfterItChangesNothing) {
+    FakeReader r(10 * 44100, 44100, 2);
+    player.Play(&r);
+    player.Stop();
+    std::vector<float> buf(2 * 512);
+    player.OnAudioPlay(buf.data(), 512, 2);
+    const float gain = player.FadeGain();
+    ASSERT_LT(gain, 1.0f);
+    player.FadeOutQuickly();
+    EXPECT_LT(player.FadeStep(), 0.998f);
+    player.Stop();  // a fade runs: nothing changes
+    EXPECT_EQ(player.FadeGain(), gain);
+    EXPECT_LT(player.FadeStep(), 0.998f);
+}
+
+TEST_F(PlayerTest, PlayGivesTheNextSoundTheUsualFadeStepAgain) {
+    FakeReader r(10 * 44100, 44100, 2);
+    player.Play(&r);
+    player.FadeOutQuickly();
+    std::vector<float> buf(2 * 44100);
+    while (!player.IsReady()) player.OnAudioPlay(buf.data(), 4096, 2);
+    FakeReader next(10 * 44100, 44100, 2);
+    player.Play(&next);
+    EXPECT_EQ(player.FadeStep(), 0.998f);
+    EXPECT_EQ(player.FadeGain(), 1.0f);
+}

@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,6 +35,7 @@
 #include "AudioDevCore.h"
 #include "MainDlg.h"
 #include "Player.h"
+#include "QuvLog.h"
 #include "RealtimeRecorder.h"
 #include "SoundFileWriter.h"
 #include "UThread.h"
@@ -564,4 +567,177 @@ TEST(AudioDevCoreSystem, ThePlaybackPathMakesNoAllocationTakesNoLockAndMakesNoSy
     EXPECT_EQ(allocs, 0);
     EXPECT_EQ(locks, 0);
     EXPECT_EQ(calls, 0);
+}
+
+namespace {
+
+// A source that can be switched between sound and nothing from the test.
+class SwitchedSource : public AudioSource {
+  public:
+    std::atomic<bool> sounding{false};
+    std::atomic<long> calls{0};
+    int OnAudioPlay(float* buffer, int frames, int channels) override {
+        calls.fetch_add(1, std::memory_order_relaxed);
+        if (!sounding.load(std::memory_order_relaxed)) return 0;
+        for (int i = 0; i < frames * channels; ++i) buffer[i] = 0.25f;
+        return frames;
+    }
+};
+
+// A sine source that stalls once, for `stallMs`, after `afterFrames` frames: the
+// device is starved as by a thread that was not scheduled in time.
+class StallingSource : public SineSource {
+  public:
+    StallingSource(long afterFrames, int stallMs)
+        : SineSource(0.3f), m_after(afterFrames), m_stallMs(stallMs) {}
+    int OnAudioPlay(float* buffer, int frames, int channels) override {
+        if (m_done >= 0 && m_done >= m_after) {
+            timespec ts{m_stallMs / 1000, (m_stallMs % 1000) * 1000000L};
+            nanosleep(&ts, nullptr);
+            m_done = -1;  // once
+        }
+        int n = SineSource::OnAudioPlay(buffer, frames, channels);
+        if (m_done >= 0) m_done += n;
+        return n;
+    }
+
+  private:
+    long m_after;
+    int m_stallMs;
+    long m_done = 0;
+};
+
+// The driver with the standing stream's own looks at its source made rare, so that
+// only a wake-up can start it in the time a test waits.
+class WakeOnlyCore : public AudioDevCore {
+  public:
+    WakeOnlyCore() { m_standStillLookMs = 600000; }
+};
+
+template <class F>
+bool WaitFor(F done, int ms) {
+    for (int waited = 0; !done(); waited += 10) {
+        if (waited >= ms) return false;
+        UThread::Wait(10);
+    }
+    return true;
+}
+
+long FramesOfMs(int ms) {
+    return static_cast<long>(44100.0 * ms / 1000.0);
+}
+
+}  // namespace
+
+TEST(AudioDevCoreSystem, WhileASoundPlaysTheQueueStaysBetweenItsLowAndHighMarks) {
+    REQUIRE_SOUND_SERVER();
+    Engine e;
+    ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
+    SineSource source(0.3f);
+    e.bus.SetPlaySource(&source);
+    e.bus.Start();
+    e.bus.WakeUp();
+    UThread::Wait(1500);
+    const long peak = e.core->QueuePeak();
+    // The watermark only rises within a test this short; a busy machine raises it.
+    const double watermark = e.core->QueueWatermarkMs();
+    e.bus.Stop();
+    e.bus.SetPlaySource(nullptr);
+    // Each write fills the queue up to the high mark and never beyond it: a fade
+    // or a stop is heard after at most that much sound.
+    EXPECT_LE(peak, FramesOfMs(static_cast<int>(AudioDevCore::kQueueHighMs + watermark)) + 1);
+    EXPECT_GE(peak, FramesOfMs(AudioDevCore::kQueueLowMs));
+}
+
+TEST(AudioDevCoreSystem, AStreamWithoutSoundStandsStillAfterTheHoldAndAWakeUpStartsIt) {
+    REQUIRE_SOUND_SERVER();
+    AudioBus bus;
+    WakeOnlyCore* core = new WakeOnlyCore;
+    ASSERT_EQ(bus.AddDriver(core, "CoreAudio"), 1);
+    DEVOPEN play{0, 2, 0};
+    ASSERT_TRUE(core->Open(nullptr, &play, 44100, 32));
+    bus.EnableRecord(false);
+    bus.EnablePlay(true);
+    SwitchedSource source;
+    source.sounding = true;
+    bus.SetPlaySource(&source);
+    bus.Start();
+    ASSERT_TRUE(core->Start(0));
+    bus.WakeUp();
+    ASSERT_TRUE(WaitFor([&] { return core->StreamRunning(); }, 10000)) << "sound did not start it";
+    const unsigned long starts = core->StreamStarts();
+    // The source falls silent: silence keeps the stream going for the hold, then
+    // the stream stops and the IO thread sleeps.
+    source.sounding = false;
+    ASSERT_TRUE(WaitFor([&] { return !core->StreamRunning(); }, AudioDevCore::kIdleHoldMs + 5000))
+        << "the stream went on without sound";
+    const long callsStill = source.calls.load();
+    UThread::Wait(500);
+    EXPECT_LE(source.calls.load() - callsStill, 1) << "a stream standing still does not poll";
+    // Sound again: only the wake-up can start the stream now.
+    source.sounding = true;
+    bus.WakeUp();
+    EXPECT_TRUE(WaitFor([&] { return core->StreamRunning(); }, 10000));
+    EXPECT_EQ(core->StreamStarts(), starts + 1);
+    bus.Stop();
+    bus.SetPlaySource(nullptr);
+    EXPECT_EQ(core->UnderrunCount(), 0u);
+}
+
+TEST(AudioDevCoreSystem, AStarvedDeviceIsRecoveredCountedAndTheCountLoggedWhenTheSideCloses) {
+    REQUIRE_SOUND_SERVER();
+    const std::string path = TmpPath("underrun_log.txt");
+    QuvLog log;
+    unsigned long underruns = 0;
+    {
+        Engine e;
+        ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
+        e.core->LogOpen(path.c_str(), "underrun test");
+        // The source stalls for 250 ms half a second in: far longer than the queue.
+        StallingSource source(kRate / 2, 250);
+        e.bus.SetPlaySource(&source);
+        e.bus.Start();
+        e.bus.WakeUp();
+        EXPECT_TRUE(WaitFor([&] { return e.core->UnderrunCount() > 0; }, 10000));
+        UThread::Wait(500);  // it plays on after the recovery
+        underruns = e.core->UnderrunCount();
+        EXPECT_TRUE(e.core->StreamRunning()) << "the stream did not recover";
+        e.bus.Stop();
+        e.bus.SetPlaySource(nullptr);
+    }  // the driver closes its side here
+    ASSERT_GE(underruns, 1u);
+    std::ifstream in(path);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_NE(text.find("*** AudioDevCore: " + std::to_string(underruns) + " underruns ***"),
+              std::string::npos)
+        << text;
+}
+
+TEST(AudioDevCoreSystem, ListingEveryDevicePrintsNothingOnTheTerminal) {
+    REQUIRE_SOUND_SERVER();
+    // Everything written to stderr while the devices are listed goes to a file.
+    const std::string path = TmpPath("enumeration_stderr.txt");
+    fflush(stderr);
+    int saved = dup(2);
+    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ASSERT_GE(fd, 0);
+    dup2(fd, 2);
+    close(fd);
+    int listed = 0;
+    bool jack = false;
+    {
+        AudioDevCore core;
+        ASSERT_TRUE(core.Init());
+        listed = core.ListMoreDevices();
+        for (int id = 1; id <= listed; ++id)
+            jack = jack || std::strcmp(core.PcmName(id), "jack") == 0;
+    }
+    fflush(stderr);
+    dup2(saved, 2);
+    close(saved);
+    std::ifstream in(path);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_GT(listed, 1) << "only default was listed";
+    EXPECT_EQ(text, "");
+    if (!jack) std::fprintf(stderr, "[ note ] no JACK PCM is configured here\n");
 }
