@@ -115,7 +115,7 @@ void ExpectSourceFrames(const Drained& d, size_t from, size_t to, int channels =
 
 }  // namespace
 
-// ---- Edge cases of the design ----
+// ---- Short sounds, half rates, limits, stops and pauses ----
 
 TEST_F(PlayerTest, ASoundShorterThanOneSecondDoesNotStreamNeverReachesTheWorkerAndIgnoresTheLimit) {
     FakeReader r(44099, 44100, 2);
@@ -375,7 +375,7 @@ TEST_F(PlayerTest, RateConversionClampsAHugeDifferenceToTheSixteenBitRange) {
 }
 
 TEST_F(PlayerTest, MoreThanTwoChannelsAreReadWithinTheInputBlock) {
-    // Not played coherently (the design steps one float per frame), but never read
+    // Not played coherently (the input is stepped one float per frame), but never read
     // or written past the block (the address sanitizer build checks this).
     for (int rate : {44100, 22050}) {
         FakeReader r(30000, rate, 4);
