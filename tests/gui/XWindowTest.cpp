@@ -806,3 +806,22 @@ TEST_F(XWindowTest, OnlyTheInstalledEventTypesReachTheApplicationHandler) {
     EXPECT_EQ(app.DispatchAppEvent(XAppEvent{FourCC("cmds"), 1, 4, 128}), kAppEventNotHandled);
     EXPECT_EQ(app.DispatchAppEvent(XAppEvent{FourCC("appl"), 1, 0, 0}), kAppEventNotHandled);
 }
+
+TEST_F(XWindowTest, TheApplicationMenuIsTitledWithTheNameTheApplicationSet) {
+    const char* set = XApp::GetAppName();
+    XApp::SetAppName("Another Sampler");
+    TestWindow m;
+    char about[] = "About...";
+    m.AddMacMenuItem(about, 4, false);
+    m.Create();
+    XApp::SetAppName(set);
+    GtkWidget* box = gtk_bin_get_child(GTK_BIN(m.GetGtkWindow()));
+    GList* rows = gtk_container_get_children(GTK_CONTAINER(box));
+    GtkWidget* bar = GTK_WIDGET(rows->data);
+    g_list_free(rows);
+    ASSERT_TRUE(GTK_IS_MENU_BAR(bar));
+    GList* tops = gtk_container_get_children(GTK_CONTAINER(bar));
+    ASSERT_NE(tops, nullptr);
+    EXPECT_STREQ(gtk_menu_item_get_label(GTK_MENU_ITEM(tops->data)), "Another Sampler");
+    g_list_free(tops);
+}

@@ -1,4 +1,5 @@
 // The application object and its event handler's table, without the toolkit.
+#include <glib.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -121,4 +122,15 @@ TEST(XAppDeathTest, QuitNeverReturns) {
             abort();
         },
         ::testing::ExitedWithCode(0), "OnQuit ran");
+}
+
+TEST(XApp, TheApplicationNameIsTheOneTheApplicationSetAndTheProgramNameBefore) {
+    const char* set = XApp::GetAppName();  // the test program sets the application's
+    XApp::SetAppName(nullptr);
+    const char* program = g_get_prgname();
+    EXPECT_STREQ(XApp::GetAppName(), program ? program : "");
+    XApp::SetAppName("Another Sampler");
+    EXPECT_STREQ(XApp::GetAppName(), "Another Sampler");
+    XApp::SetAppName(set);
+    EXPECT_STREQ(XApp::GetAppName(), set);
 }

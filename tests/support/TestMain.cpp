@@ -17,6 +17,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "MainApp.h"
+
 namespace {
 
 std::string g_home;  // the private home, removed at exit
@@ -79,6 +81,10 @@ void UsePrivateHome() {
 
 int main(int argc, char** argv) {
     UsePrivateHome();
+    // The application's name and pictures, as the program sets them at start-up,
+    // for the tests that make its windows and controls without its application
+    // object.
+    MainApp::Identify();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
