@@ -31,11 +31,12 @@ class XPlayList : public XControl {
   public:
     static constexpr int kItems = 50;         // entries in the ring
     static constexpr int kPathSize = 512;     // bytes of an entry's path, NUL included
+    static constexpr int kMaxPath = kPathSize - 1;  // the longest path an entry holds
     static constexpr int kHeaderHeight = 20;  // the header band covers y 0 to 19
     static constexpr int kRowHeight = 14;     // height of one entry's row
     static constexpr int kNameX = 12;         // where a file name starts
 
-    /// One entry: the path (always NUL-terminated, cut at 511 bytes) and the
+    /// One entry: the path (always NUL-terminated, at most kMaxPath bytes) and the
     /// numbers shown beside its file name.
     struct Item {
         char path[kPathSize];
@@ -58,11 +59,12 @@ class XPlayList : public XControl {
     /// 255, 255); an empty list with nothing chosen.
     XPlayList(XNode* owner, XRect rect, long command);
 
-    /// Writes the path (null counts as empty; cut at 511 bytes) and the numbers
-    /// into entry m_next, makes that entry the current one, advances m_next
-    /// (after 49 comes 0), raises m_count up to 50 (then the oldest entry is
-    /// overwritten) and redraws.
-    void Add(const char* path, int rate, int bits, int channels);
+    /// Writes the path (null counts as empty) and the numbers into entry m_next,
+    /// makes that entry the current one, advances m_next (after 49 comes 0), raises
+    /// m_count up to 50 (then the oldest entry is overwritten), redraws and returns
+    /// true. A path longer than kMaxPath bytes is refused (false, nothing changes):
+    /// cut, it would name another file, and playing on from the entry would open it.
+    bool Add(const char* path, int rate, int bits, int channels);
     /// The path to play next, or null. With a choice pending: that entry becomes
     /// the current one, the choice is cleared and its path returned. Without one:
     /// the current entry advances by one (after 49 comes 0); when it reaches
