@@ -2,9 +2,6 @@
 // with one reader at the same time.
 #include <gtest/gtest.h>
 #include <malloc.h>
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
-#endif
 
 #include <atomic>
 #include <cstring>
@@ -38,6 +35,12 @@ class SndListProbe {
 };
 
 namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// From the sanitizers' allocator interface (their runtime defines it; the
+// compiler's own headers do not always declare it).
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
+#endif
 
 // Bytes of heap memory the process holds: the sanitizers' own count in their
 // builds (they replace the allocator), the C library's count otherwise.
