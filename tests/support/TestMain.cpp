@@ -73,6 +73,12 @@ void UsePrivateHome() {
         setenv(place.variable, (g_home + place.folder).c_str(), 1);
     }
     setenv("HOME", g_home.c_str(), 1);
+    // Started by hand, without CTest's scratch folder: the tests' scratch files go
+    // into the private home too, and leave with it.
+    if (!std::getenv("VELOTUNE_TEST_TMP") || !*std::getenv("VELOTUNE_TEST_TMP")) {
+        MakeFolder(g_home + "/scratch");
+        setenv("VELOTUNE_TEST_TMP", (g_home + "/scratch").c_str(), 1);
+    }
     // Read by the test scripts' programs, not by the toolkit: kept consistent.
     setenv("XDG_DESKTOP_DIR", (g_home + "/Desktop").c_str(), 1);
 }
