@@ -28,13 +28,13 @@ run: build
 	@bash tools/run.sh build/velotune
 
 # The whole suite plain, then under AddressSanitizer + UndefinedBehaviorSanitizer,
-# then the thread-sensitive suites under ThreadSanitizer, each in its own folder;
-# then every fuzz target for 60 s (tools/fuzz.sh).
+# then the thread-sensitive suites under ThreadSanitizer, each in its own folder.
+# The suites include the replay of every fuzz target's seeds and kept inputs
+# (tests/fuzz); the fuzzing campaign itself is `make fuzz`.
 test: deps
 	@bash tools/test.sh plain build
 	@bash tools/test.sh address build-asan
 	@bash tools/test.sh thread build-tsan
-	@bash tools/fuzz.sh 60
 
 test-plain: deps
 	@bash tools/test.sh plain build
@@ -43,7 +43,8 @@ test-asan: deps
 test-tsan: deps
 	@bash tools/test.sh thread build-tsan
 
-# The fuzz targets (fuzz/README.md), SECONDS seconds each; fails on any finding.
+# The fuzzing campaign (fuzz/README.md): every target SECONDS seconds, its corpus
+# kept in build-fuzz/corpus between runs; fails on any finding.
 SECONDS ?= 60
 fuzz: deps
 	@bash tools/fuzz.sh $(SECONDS)
