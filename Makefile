@@ -27,14 +27,13 @@ build: deps
 run: build
 	@bash tools/run.sh build/velotune
 
-# The whole suite plain, then under AddressSanitizer + UndefinedBehaviorSanitizer,
-# then the thread-sensitive suites under ThreadSanitizer, each in its own folder.
-# The suites include the replay of every fuzz target's seeds and kept inputs
-# (tests/fuzz); the fuzzing campaign itself is `make fuzz`.
+# The whole suite plain (build), under AddressSanitizer + UndefinedBehaviorSanitizer
+# (build-asan), the thread-sensitive suites under ThreadSanitizer (build-tsan),
+# and the replay of every fuzz target's seeds and kept inputs; the system tests
+# run beside the next build (tools/test-all.sh). The fuzzing campaign itself is
+# `make fuzz`.
 test: deps
-	@bash tools/test.sh plain build
-	@bash tools/test.sh address build-asan
-	@bash tools/test.sh thread build-tsan
+	@bash tools/test-all.sh
 
 test-plain: deps
 	@bash tools/test.sh plain build
