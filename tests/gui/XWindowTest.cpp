@@ -10,6 +10,7 @@
 
 #include "FourCC.h"
 #include "OpaqueDragRef.h"
+#include "StdMenu.h"
 #include "XApp.h"
 #include "XControl.h"
 #include "XWindowStd.h"
@@ -815,13 +816,9 @@ TEST_F(XWindowTest, TheApplicationMenuIsTitledWithTheNameTheApplicationSet) {
     m.AddMacMenuItem(about, 4, false);
     m.Create();
     XApp::SetAppName(set);
-    GtkWidget* box = gtk_bin_get_child(GTK_BIN(m.GetGtkWindow()));
-    GList* rows = gtk_container_get_children(GTK_CONTAINER(box));
-    GtkWidget* bar = GTK_WIDGET(rows->data);
-    g_list_free(rows);
-    ASSERT_TRUE(GTK_IS_MENU_BAR(bar));
-    GList* tops = gtk_container_get_children(GTK_CONTAINER(bar));
-    ASSERT_NE(tops, nullptr);
+    ASSERT_NE(m.GetMenuBar(), nullptr);
+    GList* tops = gtk_container_get_children(GTK_CONTAINER(m.GetMenuBar()->GetHandle()));
+    ASSERT_NE(tops, nullptr);  // the application menu is the bar's first
     EXPECT_STREQ(gtk_menu_item_get_label(GTK_MENU_ITEM(tops->data)), "Another Sampler");
     g_list_free(tops);
 }
