@@ -51,9 +51,8 @@ run: build
 
 # The whole suite plain (build), under AddressSanitizer + UndefinedBehaviorSanitizer
 # (build-asan), the thread-sensitive suites under ThreadSanitizer (build-tsan),
-# and the replay of every fuzz target's seeds and kept inputs; the system tests
-# run beside the next build (tools/test-all.sh). The fuzzing campaign itself is
-# `make fuzz`.
+# and the replay of every fuzz target's seeds and kept inputs (tools/test-all.sh).
+# The fuzzing campaign itself is `make fuzz`.
 test: deps-test
 	@bash tools/test-all.sh
 
