@@ -48,10 +48,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const char* path = list.GetPath(i);
         Check(list, path);
         if (*path && previous != path) {
-            gchar* whole = g_filename_from_uri(drag.uris[static_cast<size_t>(i)].c_str(),
-                                               nullptr, nullptr);
-            const bool same = whole && (std::string(whole) == path ||
-                                        std::string(whole) + "/" == path);
+            gchar* whole =
+                g_filename_from_uri(drag.uris[static_cast<size_t>(i)].c_str(), nullptr, nullptr);
+            const bool same =
+                whole && (std::string(whole) == path || std::string(whole) + "/" == path);
             g_free(whole);
             if (!same) {
                 fprintf(stderr, "item %d gave a path that is not its own whole path\n", i);

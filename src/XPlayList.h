@@ -31,10 +31,11 @@ class XPlayList : public XControl {
   public:
     static constexpr int kItems = 50;         // entries in the ring
     static constexpr int kPathSize = 512;     // bytes of an entry's path, NUL included
-    static constexpr int kMaxPath = kPathSize - 1;  // the longest path an entry holds
     static constexpr int kHeaderHeight = 20;  // the header band covers y 0 to 19
     static constexpr int kRowHeight = 14;     // height of one entry's row
     static constexpr int kNameX = 12;         // where a file name starts
+    /// The longest path an entry holds, in bytes (the NUL not counted).
+    static constexpr int kMaxPath = kPathSize - 1;
 
     /// One entry: the path (always NUL-terminated, at most kMaxPath bytes) and the
     /// numbers shown beside its file name.

@@ -25,12 +25,13 @@ const char* CDropList::GetPath(int i) {
     }
     size_t len = std::strlen(file);
     struct stat st;
-    const bool slash = len > 0 && file[len - 1] != '/' && stat(file, &st) == 0 &&
-                       S_ISDIR(st.st_mode);
-    if (len + (slash ? 1 : 0) > sizeof m_path - 1) {
+    const bool slash =
+        len > 0 && file[len - 1] != '/' && stat(file, &st) == 0 && S_ISDIR(st.st_mode);
+    const size_t need = len + (slash ? 1 : 0);
+    if (need > sizeof m_path - 1) {
         // Cut, the path would name another file or folder, or none: skip the item.
         LogPrint("*** CDropList: skipped a path of %zu bytes (at most %zu fit): %.120s... ***",
-                 len + (slash ? 1 : 0), sizeof m_path - 1, file);
+                 need, sizeof m_path - 1, file);
         g_free(file);
         m_path[0] = 0;
         return m_path;

@@ -96,8 +96,8 @@ void ExpectAllReplayed(const std::string& target, Entry entry, size_t minSeeds) 
 TEST(FuzzReplay, TheTargetsAreTheOnesTheSeedWriterKnows) {
     std::vector<std::string> names(std::begin(velotune_fuzz::kTargets),
                                    std::end(velotune_fuzz::kTargets));
-    EXPECT_EQ(names, (std::vector<std::string>{"snd_wav", "snd_aif", "snd_mac", "droplist",
-                                               "editbox"}));
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"snd_wav", "snd_aif", "snd_mac", "droplist", "editbox"}));
     // Everything under fuzz/regressions is a target's folder: a misspelt folder or
     // a file beside them would never be replayed.
     const std::string kept = std::string(VELOTUNE_SOURCE_DIR) + "/fuzz/regressions";

@@ -45,8 +45,8 @@ uint32_t PixelAt(const XPic& pic, int x, int y) {
 bool RegisterResource(const std::string& prefix, const std::string& name, double r, double g,
                       double b) {
     const char* tmp = std::getenv("VELOTUNE_TEST_TMP");
-    std::string dir = std::string(tmp ? tmp : "/tmp") + "/xpic-" + std::to_string(getpid()) +
-                      "-" + name;
+    std::string dir =
+        std::string(tmp ? tmp : "/tmp") + "/xpic-" + std::to_string(getpid()) + "-" + name;
     if (g_mkdir_with_parents(dir.c_str(), 0755) != 0) return false;
     std::ofstream(dir + "/" + name, std::ios::binary) << MakePng(5, 4, r, g, b);
     std::ofstream(dir + "/test.gresource.xml")

@@ -69,7 +69,8 @@ TEST(PrivateTestHome, HomeAndTheXdgFoldersAreAFreshFolderOfThisProgram) {
     if (const passwd* pw = getpwuid(getuid())) {
         EXPECT_NE(home, pw->pw_dir);
     }
-    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME"}) {
+    for (const char* name :
+         {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME"}) {
         const std::string folder = Env(name);
         EXPECT_EQ(folder.rfind(home + "/", 0), 0u) << name << " = " << folder;
         EXPECT_TRUE(IsFolder(folder)) << name << " = " << folder;
