@@ -1,8 +1,11 @@
 // Fuzzes the conversion of dropped URIs into POSIX paths. The input is a
 // "text/uri-list" as a drag carries it: one URI per line (CR LF or LF). Every item
 // is read with GetPath, and so are indices out of range; each result must be the
-// list's own path buffer, NUL-terminated within its 500 bytes, and reading an item
-// again gives the same path.
+// list's own path buffer, NUL-terminated within its 500 bytes; a new path must be
+// the item's whole path (a folder's "/" at most added), never a cut of it; and
+// reading an item again gives the same path.
+#include <glib.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -40,9 +43,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     CDropList list(&drag);
     if (list.m_count != static_cast<int>(drag.uris.size())) abort();
     Check(list, list.GetPath(-1));
+    std::string previous = list.m_path;
     for (int i = 0; i < list.m_count; ++i) {
         const char* path = list.GetPath(i);
         Check(list, path);
+        if (*path && previous != path) {
+            gchar* whole =
+                g_filename_from_uri(drag.uris[static_cast<size_t>(i)].c_str(), nullptr, nullptr);
+            const bool same =
+                whole && (std::string(whole) == path || std::string(whole) + "/" == path);
+            g_free(whole);
+            if (!same) {
+                fprintf(stderr, "item %d gave a path that is not its own whole path\n", i);
+                abort();
+            }
+        }
+        previous = path;
         // The same item read twice gives the same path.
         std::string first = path;
         if (first != list.GetPath(i)) abort();

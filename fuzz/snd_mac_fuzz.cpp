@@ -1,7 +1,7 @@
 // Fuzzes the system-decoded reader: the input is a file, opened through the decoder
-// glue and read to its end. The glue's CAAudioFileError is the designed answer to
-// a file the decoder refuses (the main window and the player catch it), so the
-// harness catches it too; a crash, a leak or a sanitizer report is a finding.
+// glue and read to its end. The glue throws CAAudioFileError for a file the
+// decoder refuses (the main window and the player catch it), so the harness
+// catches it too; a crash, a leak or a sanitizer report is a finding.
 #include <cstddef>
 #include <cstdint>
 #include <vector>

@@ -6,6 +6,7 @@ AudioBus g_audio;
 
 // g_audio is not constructed yet here; only its address is taken.
 MainApp::MainApp() {
+    Identify();
     m_dlg.SetAudioBus(&g_audio);
 }
 

@@ -54,11 +54,11 @@ void XPlayList::Changed() {
     Update(nullptr);
 }
 
-void XPlayList::Add(const char* path, int rate, int bits, int channels) {
+bool XPlayList::Add(const char* path, int rate, int bits, int channels) {
+    size_t len = path ? strnlen(path, kMaxPath + 1) : 0;
+    if (len > static_cast<size_t>(kMaxPath)) return false;
     Item& item = m_item[m_next];
-    // Paths longer than the entry are cut so that the entry always ends in a NUL;
     // memmove, because the path may be one of the ring's own (from NextPath).
-    size_t len = path ? strnlen(path, kPathSize - 1) : 0;
     if (len) std::memmove(item.path, path, len);
     item.path[len] = 0;
     item.rate = rate;
@@ -68,6 +68,7 @@ void XPlayList::Add(const char* path, int rate, int bits, int channels) {
     m_next = Wrap(m_next + 1);
     if (m_count < kItems) ++m_count;
     Redraw();
+    return true;
 }
 
 char* XPlayList::NextPath() {

@@ -39,8 +39,10 @@ class XPlayList : public XControl {
     /// What an empty list says in its first row, and the colour it says it in.
     static constexpr const char* kEmptyHint = "Drop sound files or folders here";
     static XColor HintColor() { return XColor(128, 137, 156, 255); }
+    /// The longest path an entry holds, in bytes (the NUL not counted).
+    static constexpr int kMaxPath = kPathSize - 1;
 
-    /// One entry: the path (always NUL-terminated, cut at 511 bytes) and the
+    /// One entry: the path (always NUL-terminated, at most kMaxPath bytes) and the
     /// numbers shown beside its file name.
     struct Item {
         char path[kPathSize];
@@ -63,11 +65,12 @@ class XPlayList : public XControl {
     /// 255, 255); an empty list with nothing chosen.
     XPlayList(XNode* owner, XRect rect, long command);
 
-    /// Writes the path (null counts as empty; cut at 511 bytes) and the numbers
-    /// into entry m_next, makes that entry the current one, advances m_next
-    /// (after 49 comes 0), raises m_count up to 50 (then the oldest entry is
-    /// overwritten) and redraws.
-    void Add(const char* path, int rate, int bits, int channels);
+    /// Writes the path (null counts as empty) and the numbers into entry m_next,
+    /// makes that entry the current one, advances m_next (after 49 comes 0), raises
+    /// m_count up to 50 (then the oldest entry is overwritten), redraws and returns
+    /// true. A path longer than kMaxPath bytes is refused (false, nothing changes):
+    /// cut, it would name another file, and playing on from the entry would open it.
+    bool Add(const char* path, int rate, int bits, int channels);
     /// The path to play next, or null. With a choice pending: that entry becomes
     /// the current one, the choice is cleared and its path returned. Without one:
     /// the current entry advances by one (after 49 comes 0); when it reaches

@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets (build-fuzz, clang 14, libFuzzer + ASan + UBSan), writes
-# their seed corpora and runs every target SECONDS seconds (default 60), two at a
-# time. Fails when any target reports a finding, keeping the input that caused it
-# (its path is printed). See fuzz/README.md.
+# The fuzzing campaign (`make fuzz`): builds the fuzz targets (build-fuzz, clang 14,
+# libFuzzer + ASan + UBSan), writes their seed corpora and runs every target
+# SECONDS seconds (default 60), two at a time. Each target's corpus is kept in
+# build-fuzz/corpus/<target> and grows from run to run; the seeds and the kept
+# inputs of fuzz/regressions/<target> are read as well. Fails when any target
+# reports a finding, keeping the input that caused it (its path is printed).
+# `make test` does not fuzz: it replays every seed and kept input (tests/fuzz).
+# See fuzz/README.md.
 #   tools/fuzz.sh [SECONDS]
 set -euo pipefail
 seconds=${1:-60}
@@ -24,26 +28,30 @@ export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$root/fuzz/lsan.supp}
 # URI lists a few paths of up to 500 bytes, key scripts a few hundred actions.
 targets=(snd_wav:4096 snd_aif:4096 snd_mac:8192 droplist:2048 editbox:1024)
 
-# One run: a fresh working corpus (new inputs go there; the seeds stay as made),
-# artifacts in the target's own folder, the log kept beside them.
+# One run: new inputs go to the target's kept corpus (the seeds and the kept
+# regression inputs are only read), artifacts to its findings folder, the log
+# beside them.
 run_one() {
     local name=${1%%:*} max_len=${1##*:}
-    local work=$dir/runs/$name
-    rm -rf "$work/corpus" "$work/findings" "$work/log"
-    mkdir -p "$work/corpus" "$work/findings"
+    local work=$dir/runs/$name corpus=$dir/corpus/$name
+    rm -rf "$work/findings" "$work/log"
+    mkdir -p "$work/findings" "$corpus"
+    local inputs=("$corpus" "$dir/seeds/$name")
+    [ -d "$root/fuzz/regressions/$name" ] && inputs+=("$root/fuzz/regressions/$name")
     local rc=0
     (cd "$work" && "$dir/${name}_fuzz" -max_total_time="$seconds" -max_len="$max_len" \
         -timeout=25 -rss_limit_mb=2048 -print_final_stats=1 \
-        -artifact_prefix="$work/findings/" corpus "$dir/seeds/$name" >log 2>&1) || rc=$?
+        -artifact_prefix="$work/findings/" "${inputs[@]}" >log 2>&1) || rc=$?
     if [ $rc -ne 0 ]; then
         echo "FINDING in $name (exit $rc), log: $work/log"
         grep -E "^(==[0-9]+==ERROR|SUMMARY|.*runtime error)" "$work/log" | head -5 || true
         ls -1 "$work/findings/"* 2>/dev/null | sed 's/^/  input: /'
+        echo "  once fixed, keep it: copy it into fuzz/regressions/$name/ and commit it"
         return 1
     fi
     local runs
     runs=$(grep -E "^stat::number_of_executed_units" "$work/log" | awk '{print $2}')
-    echo "ok $name: ${runs:-?} inputs in ${seconds}s"
+    echo "ok $name: ${runs:-?} inputs in ${seconds}s, corpus $(ls "$corpus" | wc -l) files"
 }
 
 echo "== fuzzing ${#targets[@]} targets, ${seconds}s each, two at a time =="

@@ -6,8 +6,9 @@
 #include <new>
 
 namespace {
-// Pointers appear in the log as integers, as designed; through intptr_t so the
-// conversion is defined (the low 32 bits are what a "%d" line can show).
+// The log names objects by their address printed with "%d", the form of every
+// pointer in its lines; through intptr_t so the conversion is defined (the low 32
+// bits are what a "%d" line can show).
 int PtrAsInt(const void* p) {
     return static_cast<int>(reinterpret_cast<intptr_t>(p));
 }
@@ -167,8 +168,9 @@ void AudioBus::Start() {
 void AudioBus::Stop() {
     LogPrint("*** AudioBus::Stop() ***");
     m_bMute.store(true, std::memory_order_release);
-    // The float count is used as a byte count, so only the first quarter is
-    // cleared; kept as designed.
+    // The float count is used as a byte count, so only the first quarter of the
+    // record buffers is cleared. Left so: those buffers never reach playback, and
+    // record targets have always seen this after a stop.
     if (m_buffer) std::memset(m_buffer, 0, static_cast<size_t>(m_bufferSize));
 }
 
@@ -262,7 +264,8 @@ void AudioBus::SetMonitor(bool on) {
     if (!m_monitor) return;  // without a ring, not even switched off
     m_iMonRead.store(-1);
     m_iMonWrite.store(0);
-    // Float count used as byte count: only the first quarter is cleared, as designed.
+    // Float count used as byte count: only the first quarter of the ring is cleared,
+    // as the monitor always has been (it is not on the playback path).
     std::memset(m_monitor, 0, static_cast<size_t>(m_monitor_size));
     m_bMonitor.store(on, std::memory_order_release);
 }
@@ -336,7 +339,8 @@ void AudioBus::OnAudioRecord(float* buffer, int frames, int channels) {
         if (m_channel_count <= 0) {
             // No room kept per frame: nothing to copy.
         } else if (m_channel_count < channels) {
-            // One channel kept: every second float, the stride fixed at 2 by design.
+            // One channel kept: every second float, a stride of 2 whatever the
+            // device's channel count (the left channel of a stereo recording).
             for (long f = 0; f < n && 2 * f < static_cast<long>(frames) * channels; ++f)
                 dst[f] = buffer[2 * f];
         } else {

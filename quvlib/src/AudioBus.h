@@ -40,8 +40,9 @@ class AudioBus : public AudioSource, public AudioTarget, public XMessenger, publ
     // ---- driver table (main thread) ----
 
     /// Initialises `dev`; accepts it (returns 1) only when it reports at least
-    /// one recording device, as designed, even though it is then used for
-    /// playback. Otherwise, or with the table full, deletes it and returns 0.
+    /// one recording device, even though it is then used for playback: the
+    /// table only takes drivers with an input side. Otherwise, or with the table
+    /// full, deletes it and returns 0.
     int AddDriver(AudioDev* dev, const char* name);
     /// Number of drivers.
     int DriverCount() const { return m_drvCount; }

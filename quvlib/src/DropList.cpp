@@ -24,15 +24,21 @@ const char* CDropList::GetPath(int i) {
         return m_path;
     }
     size_t len = std::strlen(file);
-    if (len > sizeof m_path - 1) len = sizeof m_path - 1;
-    std::memcpy(m_path, file, len);
-    m_path[len] = 0;
     struct stat st;
-    if (stat(file, &st) == 0 && S_ISDIR(st.st_mode) && len > 0 && m_path[len - 1] != '/' &&
-        len < sizeof m_path - 1) {
-        m_path[len] = '/';
-        m_path[len + 1] = 0;
+    const bool slash =
+        len > 0 && file[len - 1] != '/' && stat(file, &st) == 0 && S_ISDIR(st.st_mode);
+    const size_t need = len + (slash ? 1 : 0);
+    if (need > sizeof m_path - 1) {
+        // Cut, the path would name another file or folder, or none: skip the item.
+        LogPrint("*** CDropList: skipped a path of %zu bytes (at most %zu fit): %.120s... ***",
+                 need, sizeof m_path - 1, file);
+        g_free(file);
+        m_path[0] = 0;
+        return m_path;
     }
+    std::memcpy(m_path, file, len);
+    if (slash) m_path[len++] = '/';
+    m_path[len] = 0;
     g_free(file);
     return m_path;
 }

@@ -54,6 +54,22 @@ long macApp(const XAppEvent* event, XApp* /*app*/) {
     return result;
 }
 
+namespace {
+// Constant-initialised, so that an application may set it from a static
+// constructor before main.
+const char* s_appName = nullptr;
+}  // namespace
+
+void XApp::SetAppName(const char* name) {
+    s_appName = name;
+}
+
+const char* XApp::GetAppName() {
+    if (s_appName) return s_appName;
+    const char* prg = g_get_prgname();
+    return prg ? prg : "";
+}
+
 XApp::XApp() : m_pFirstClass(nullptr) {
     m_pThisApp = this;
     // Everything is drawn with Cairo: GDK need not probe and load OpenGL, which

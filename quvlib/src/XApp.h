@@ -66,6 +66,14 @@ class XApp {
     XClass* GetClass(char* name);
     /// The application object (the last one constructed), or null.
     static XApp* GetApp() { return m_pThisApp; }
+    /// Sets the name the library shows for the application: the title of every
+    /// window's application menu. The application sets it once at start-up, before
+    /// any window is made; `name` must stay valid for the run (a literal). Null
+    /// goes back to the default. GUI thread.
+    static void SetAppName(const char* name);
+    /// The name set by SetAppName; before that, the program's file name (its
+    /// toolkit name once the toolkit is initialised), or "". GUI thread.
+    static const char* GetAppName();
 
     /// Hands an application-level event to the handler, but only when its class
     /// and kind are among the event types Init installed the handler for (class

@@ -35,8 +35,12 @@ cairo_surface_t* DecodePng(const void* bytes, size_t size) {
     return s;
 }
 
+// Constant-initialised, so that an application may set it from a static
+// constructor before main.
+const char* s_resourcePrefix = nullptr;
+
 GBytes* LookUpResource(const char* name) {
-    std::string path = std::string("/velotune/") + (name ? name : "");
+    std::string path = std::string(XPic::GetResourcePrefix()) + (name ? name : "");
     return g_resources_lookup_data(path.c_str(), G_RESOURCE_LOOKUP_FLAGS_NONE, nullptr);
 }
 
@@ -77,6 +81,14 @@ bool XPic::TakeSurface(cairo_surface_t* surface) {
     m_cx = cairo_image_surface_get_width(surface);
     m_cy = cairo_image_surface_get_height(surface);
     return true;
+}
+
+void XPic::SetResourcePrefix(const char* prefix) {
+    s_resourcePrefix = prefix;
+}
+
+const char* XPic::GetResourcePrefix() {
+    return s_resourcePrefix ? s_resourcePrefix : "/";
 }
 
 bool XPic::Load(const char* name) {

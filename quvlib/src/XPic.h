@@ -22,7 +22,7 @@ class XPic {
     virtual ~XPic();
 
     /// Loads the PNG resource `name` (with its extension, e.g. "btn_play.png") from
-    /// the executable's compiled-in resources, path "/velotune/" + name. Returns
+    /// the executable's compiled-in resources, path GetResourcePrefix() + name. Returns
     /// whether an image was made. A missing name prints "<name> not found\r\n" on
     /// stdout and fails the assertion "urlRef != 0". Replaces any image held.
     bool Load(const char* name);
@@ -44,6 +44,14 @@ class XPic {
     bool GetResource(const char* name, const char* type);
     /// Frees the image.
     void Clear();
+
+    /// Sets the folder of the compiled-in resources that Load and GetResource look
+    /// in, with its trailing "/" (for example "/myapp/"). The application sets it
+    /// once at start-up, before any picture is loaded; `prefix` must stay valid for
+    /// the run (a literal). Null goes back to the default "/". GUI thread.
+    static void SetResourcePrefix(const char* prefix);
+    /// The folder set by SetResourcePrefix, "/" before that. GUI thread.
+    static const char* GetResourcePrefix();
 
     /// Clamps each value to 0..255 and packs alpha in the top byte, then red,
     /// green, blue: Color32(300, -5, 128, 255) == 0xFFFF0080.

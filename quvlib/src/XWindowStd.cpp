@@ -587,7 +587,7 @@ void XWindow::AddMacMenuItem(char* label, unsigned long command, bool separator)
     CreateMenuBar();
     if (!m_hAppMenu) {
         // The application menu (the library's menu 128), always the bar's first.
-        GtkWidget* top = gtk_menu_item_new_with_label("Velotune");
+        GtkWidget* top = gtk_menu_item_new_with_label(XApp::GetAppName());
         m_hAppMenu = gtk_menu_new();
         gtk_menu_item_set_submenu(GTK_MENU_ITEM(top), m_hAppMenu);
         gtk_menu_shell_prepend(GTK_MENU_SHELL(m_hMacMenu), top);

@@ -119,9 +119,9 @@ class XWindow : public XWindowBase {
     /// bar and the view, `cy` pixels high when above 0; the window owns and
     /// deletes it. May be called before Create or from OnCreate.
     StdToolBar* CreateToolBar(int cx, int cy);
-    /// Adds an item to the application menu "Velotune" (the first menu of the
-    /// menu bar, both made when missing); choosing it sends `command` to the
-    /// window as a control command. `separator` adds a separator before it.
+    /// Adds an item to the application menu, titled XApp::GetAppName() (the first
+    /// menu of the menu bar, both made when missing); choosing it sends `command`
+    /// to the window as a control command. `separator` adds a separator before it.
     void AddMacMenuItem(char* label, unsigned long command, bool separator);
     /// A command chosen in a menu or on the toolbar: to ControlCommand (and so
     /// OnCommand) unless it is 'swin', then to the application object.

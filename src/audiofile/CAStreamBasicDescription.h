@@ -11,7 +11,7 @@ class CAStreamBasicDescription : public AudioStreamBasicDescription {
     CAStreamBasicDescription();
     /// A copy of `desc`.
     CAStreamBasicDescription(
-        const AudioStreamBasicDescription& desc);  // NOLINT: implicit by design
+        const AudioStreamBasicDescription& desc);  // NOLINT: implicit, so a description converts
 
     /// Turns this description into the canonical linear PCM format: native-endian
     /// 32-bit float, packed, `channels` channels, interleaved when `interleaved` is

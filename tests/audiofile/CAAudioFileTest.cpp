@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -325,10 +326,16 @@ class CAAudioFileClient : public ::testing::Test {
     CAStreamBasicDescription canonical;
 };
 
-TEST_F(CAAudioFileClient, TheCanonicalInterleavedFormatIsAccepted) {
-    file.SetClientFormat(canonical, nullptr);
+TEST_F(CAAudioFileClient, TheCanonicalInterleavedFormatIsAcceptedAndReadDeliversInIt) {
+    EXPECT_NO_THROW(file.SetClientFormat(canonical, nullptr));
     AudioChannelLayout stereo = {kAudioChannelLayoutTag_Stereo, 0, 0};
-    file.SetClientFormat(canonical, &stereo);
+    EXPECT_NO_THROW(file.SetClientFormat(canonical, &stereo));
+    // Read refuses to run without an accepted client format; with it, the file's
+    // 100 silent stereo frames arrive as 200 floats.
+    std::vector<float> got;
+    EXPECT_NO_THROW(got = ReadAll(file, 2));
+    EXPECT_EQ(got.size(), 200u);
+    EXPECT_EQ(std::count(got.begin(), got.end(), 0.0f), 200);
 }
 
 TEST_F(CAAudioFileClient, AnotherChannelCountThrowsCouldntSetClientFormat) {

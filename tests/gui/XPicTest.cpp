@@ -40,27 +40,34 @@ uint32_t PixelAt(const XPic& pic, int x, int y) {
     return *reinterpret_cast<const uint32_t*>(data + y * cairo_image_surface_get_stride(s) + x * 4);
 }
 
-// Builds a small resource bundle holding "/velotune/test_gui_dot.png" (a 5 x 4
-// PNG) with the resource compiler and registers it, once per process.
-bool RegisterTestResource() {
-    static int state = 0;  // 0 not tried, 1 registered, 2 failed
-    if (state) return state == 1;
-    state = 2;
+// Builds a small resource bundle holding `prefix` + "/" + `name` (a 5 x 4 PNG of
+// colour (r, g, b)) with the resource compiler and registers it.
+bool RegisterResource(const std::string& prefix, const std::string& name, double r, double g,
+                      double b) {
     const char* tmp = std::getenv("VELOTUNE_TEST_TMP");
-    std::string dir = std::string(tmp ? tmp : "/tmp") + "/xpic-" + std::to_string(getpid());
+    std::string dir =
+        std::string(tmp ? tmp : "/tmp") + "/xpic-" + std::to_string(getpid()) + "-" + name;
     if (g_mkdir_with_parents(dir.c_str(), 0755) != 0) return false;
-    std::ofstream(dir + "/test_gui_dot.png", std::ios::binary) << MakePng(5, 4, 0, 1, 0);
+    std::ofstream(dir + "/" + name, std::ios::binary) << MakePng(5, 4, r, g, b);
     std::ofstream(dir + "/test.gresource.xml")
-        << "<?xml version=\"1.0\"?><gresources><gresource prefix=\"/velotune\">"
-           "<file>test_gui_dot.png</file></gresource></gresources>";
+        << "<?xml version=\"1.0\"?><gresources><gresource prefix=\"" << prefix << "\">"
+        << "<file>" << name << "</file></gresource></gresources>";
     std::string cmd = "glib-compile-resources --sourcedir=" + dir + " --target=" + dir +
                       "/test.gresource " + dir + "/test.gresource.xml";
     if (std::system(cmd.c_str()) != 0) return false;
     GResource* res = g_resource_load((dir + "/test.gresource").c_str(), nullptr);
     if (!res) return false;
     g_resources_register(res);
-    state = 1;
     return true;
+}
+
+// "/velotune/test_gui_dot.png", green, registered once per process: the folder
+// the test program's application identity names.
+bool RegisterTestResource() {
+    static int state = 0;  // 0 not tried, 1 registered, 2 failed
+    if (state) return state == 1;
+    state = RegisterResource("/velotune", "test_gui_dot.png", 0, 1, 0) ? 1 : 2;
+    return state == 1;
 }
 
 }  // namespace
@@ -116,6 +123,24 @@ TEST(XPic, LoadReadsAPictureFromTheResources) {
     EXPECT_TRUE(other.GetResource("test_gui_dot", "png"));
     EXPECT_FALSE(other.GetResource("test_gui_none", "png"));
     EXPECT_FALSE(other.Exist());
+}
+
+TEST(XPic, LoadLooksInTheResourceFolderTheApplicationSet) {
+    ASSERT_TRUE(RegisterTestResource());
+    ASSERT_TRUE(RegisterResource("/another", "test_prefix_dot.png", 1, 0, 0));
+    const char* set = XPic::GetResourcePrefix();
+    EXPECT_STREQ(set, "/velotune/");  // what the test program's application set
+    XPic pic;
+    EXPECT_FALSE(pic.GetResource("test_prefix_dot", "png"));
+    XPic::SetResourcePrefix("/another/");
+    EXPECT_STREQ(XPic::GetResourcePrefix(), "/another/");
+    ASSERT_TRUE(pic.Load("test_prefix_dot.png"));
+    EXPECT_EQ(PixelAt(pic, 0, 0), 0xFFFF0000u);
+    EXPECT_FALSE(pic.GetResource("test_gui_dot", "png"));
+    XPic::SetResourcePrefix(nullptr);
+    EXPECT_STREQ(XPic::GetResourcePrefix(), "/");
+    XPic::SetResourcePrefix(set);
+    EXPECT_TRUE(pic.GetResource("test_gui_dot", "png"));
 }
 
 TEST(XPicDeathTest, LoadingAMissingPicturePrintsItsNameAndFailsTheAssertion) {

@@ -11,6 +11,7 @@
 #include "GuiLoop.h"
 #include "FourCC.h"
 #include "OpaqueDragRef.h"
+#include "StdMenu.h"
 #include "XApp.h"
 #include "XControl.h"
 #include "XWindowStd.h"
@@ -792,4 +793,19 @@ TEST_F(XWindowTest, OnlyTheInstalledEventTypesReachTheApplicationHandler) {
     // Activation and commands are not among them: they stay unhandled.
     EXPECT_EQ(app.DispatchAppEvent(XAppEvent{FourCC("cmds"), 1, 4, 128}), kAppEventNotHandled);
     EXPECT_EQ(app.DispatchAppEvent(XAppEvent{FourCC("appl"), 1, 0, 0}), kAppEventNotHandled);
+}
+
+TEST_F(XWindowTest, TheApplicationMenuIsTitledWithTheNameTheApplicationSet) {
+    const char* set = XApp::GetAppName();
+    XApp::SetAppName("Another Sampler");
+    TestWindow m;
+    char about[] = "About...";
+    m.AddMacMenuItem(about, 4, false);
+    m.Create();
+    XApp::SetAppName(set);
+    ASSERT_NE(m.GetMenuBar(), nullptr);
+    GList* tops = gtk_container_get_children(GTK_CONTAINER(m.GetMenuBar()->GetHandle()));
+    ASSERT_NE(tops, nullptr);  // the application menu is the bar's first
+    EXPECT_STREQ(gtk_menu_item_get_label(GTK_MENU_ITEM(tops->data)), "Another Sampler");
+    g_list_free(tops);
 }

@@ -438,7 +438,7 @@ TEST(AudioBus, RegroupingWithOneChannelKeepsEverySecondFloatAndPassesTheDeviceCh
     std::vector<float> rec = {1, -1, 2, -2, 3, -3, 4, -4};
     r.bus.OnAudioRecord(rec.data(), 4, 2);
     ASSERT_EQ(t.blocks.size(), 1u);
-    EXPECT_EQ(t.blocks[0].channels, 2);  // the device's count, as designed
+    EXPECT_EQ(t.blocks[0].channels, 2);  // the device's count, not the one kept
     EXPECT_EQ(t.blocks[0].data[0], 1.0f);
     EXPECT_EQ(t.blocks[0].data[1], 2.0f);
     EXPECT_EQ(t.blocks[0].data[2], 3.0f);

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace {
@@ -57,11 +59,40 @@ TEST(CDropList, AnIndexOutOfRangeReturnsThePreviousResult) {
     EXPECT_EQ(std::string(list.GetPath(-1)), "/z.wav");
 }
 
-TEST(CDropList, ALongPathIsCutTo499Bytes) {
+TEST(CDropList, APathLongerThan499BytesIsSkippedNotCutAndTheNextItemReadsWhole) {
     OpaqueDragRef drag;
-    drag.uris = {"file:///" + std::string(700, 'a')};
+    drag.uris = {"file:///first.wav", "file:///" + std::string(700, 'a'), "file:///b.wav"};
     CDropList list(&drag);
-    EXPECT_EQ(std::string(list.GetPath(0)).size(), 499u);
+    EXPECT_STREQ(list.GetPath(0), "/first.wav");
+    // Neither the cut path nor the previous result: nothing to open.
+    EXPECT_STREQ(list.GetPath(1), "");
+    EXPECT_STREQ(list.GetPath(2), "/b.wav");
+}
+
+TEST(CDropList, APathOfExactly499BytesIsKeptWhole) {
+    std::string path = "/" + std::string(494, 'k') + ".wav";
+    ASSERT_EQ(path.size(), 499u);
+    OpaqueDragRef drag;
+    drag.uris = {"file://" + path};
+    CDropList list(&drag);
+    EXPECT_EQ(std::string(list.GetPath(0)), path);
+}
+
+TEST(CDropList, ASkippedPathWritesOneLogLineWithItsLengthAndBeginning) {
+    const std::string logPath = ScratchDir() + "/skip-log.txt";
+    QuvLog log;
+    log.LogOpen(logPath.c_str(), "drop");
+    OpaqueDragRef drag;
+    drag.uris = {"file:///" + std::string(600, 'q') + ".wav", "file:///short.wav"};
+    CDropList list(&drag);
+    list.GetPath(0);
+    list.GetPath(1);
+    std::ifstream in(logPath);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string line = "*** CDropList: skipped a path of 605 bytes (at most 499 fit): /qqq";
+    EXPECT_NE(text.find(line), std::string::npos) << text;
+    EXPECT_EQ(text.find("skipped"), text.rfind("skipped")) << text;  // one line only
+    EXPECT_EQ(text.find("short.wav"), std::string::npos) << text;
 }
 
 TEST(CDropList, ANullDragHasNoItems) {
@@ -70,14 +101,13 @@ TEST(CDropList, ANullDragHasNoItems) {
     EXPECT_STREQ(list.GetPath(0), "");
 }
 
-TEST(CDropList, APathOf4000BytesIsCutTo499BytesWithoutOverflowingTheBuffer) {
+TEST(CDropList, APathOf4000BytesIsSkippedWithoutOverflowingTheBuffer) {
     std::string name(4000, 'b');
     OpaqueDragRef drag;
     drag.uris = {"file:///" + name};
     CDropList list(&drag);
-    std::string path = list.GetPath(0);
-    EXPECT_EQ(path.size(), sizeof list.m_path - 1);
-    EXPECT_EQ(path, "/" + name.substr(0, 498));
+    EXPECT_STREQ(list.GetPath(0), "");
+    EXPECT_EQ(sizeof list.m_path, static_cast<size_t>(CDropList::kPathSize));
 }
 
 TEST(CDropList, PercentEncodedNamesArriveAsTheirOwnBytes) {
@@ -98,7 +128,7 @@ TEST(CDropList, AFolderGivenWithATrailingSlashGetsNoSecondOne) {
     EXPECT_EQ(std::string(list.GetPath(0)), dir + "/");
 }
 
-TEST(CDropList, AFolderWhosePathFillsTheBufferEndsInSlashUpTo499Bytes) {
+TEST(CDropList, AFolderOf498BytesEndsInSlashAndOneOf499BytesIsSkipped) {
     // Nested folders whose path is 498 bytes: the '/' still fits, as the last byte.
     std::string dir = ScratchDir() + "/deep";
     mkdir(dir.c_str(), 0755);
@@ -115,13 +145,13 @@ TEST(CDropList, AFolderWhosePathFillsTheBufferEndsInSlashUpTo499Bytes) {
     drag.uris = {"file://" + dir};
     CDropList list(&drag);
     EXPECT_EQ(std::string(list.GetPath(0)), dir + "/");
-    // One more byte and the path alone fills the buffer: it is cut, and no '/'
-    // is written past its end.
-    std::string longer = dir + "/e";
-    mkdir(longer.c_str(), 0755);
+    // A folder of 499 bytes fits, but not with its '/': read as a file it would be
+    // walked as one, so it is skipped too.
+    std::string longer = dir + "e";
+    ASSERT_TRUE(mkdir(longer.c_str(), 0755) == 0 || errno == EEXIST) << longer;
     drag.uris = {"file://" + longer};
     CDropList list2(&drag);
-    EXPECT_EQ(std::string(list2.GetPath(0)), longer.substr(0, 499));
+    EXPECT_STREQ(list2.GetPath(0), "");
 }
 
 TEST(CDropList, AFileItemAfterAnOtherSchemeItemReplacesThePreviousResult) {

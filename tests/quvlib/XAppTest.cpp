@@ -1,4 +1,5 @@
 // The application object and its event handler's table, without the toolkit.
+#include <glib.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -30,6 +31,17 @@ class RecordingApp : public XApp {
 };
 
 }  // namespace
+
+TEST(XApp, TheApplicationNameIsTheOneTheApplicationSetAndTheProgramNameBefore) {
+    const char* set = XApp::GetAppName();  // the application's, set by the test main
+    XApp::SetAppName(nullptr);
+    const char* program = g_get_prgname();
+    EXPECT_STREQ(XApp::GetAppName(), program ? program : "");
+    XApp::SetAppName("Another Sampler");
+    EXPECT_STREQ(XApp::GetAppName(), "Another Sampler");
+    XApp::SetAppName(set);
+    EXPECT_STREQ(XApp::GetAppName(), set);
+}
 
 TEST(XApp, QuitCommandIsNeverReportedHandledWhateverTheMenuId) {
     for (int menu : {0, 1, 127, 128, 129, 200, 32767}) {

@@ -8,7 +8,8 @@
 # null sink "out" at 44.1 kHz s16 stereo, paced in real time by the server's clock;
 # norewinds=1 keeps the monitor capture gap-free when a stream starts. ALSA's
 # "default" PCM is routed to it through ALSA_CONFIG_PATH, so the program under test
-# goes through ALSA exactly as on a desktop. X: an Xvfb on a free display number.
+# goes through ALSA exactly as on a desktop. X: an Xvfb on a free display number
+# from 90 on.
 set -euo pipefail
 cmd=${1:-} dir=${2:-}
 [ -n "$dir" ] || { echo "usage: $0 start|stop DIR" >&2; exit 2; }
@@ -35,18 +36,26 @@ start_pulse() {
 }
 
 start_x() {
-    local n
+    local n pid
     for n in $(seq 90 140); do
         [ -e /tmp/.X11-unix/X$n ] || [ -e /tmp/.X$n-lock ] && continue
         setsid Xvfb :$n -screen 0 1024x768x24 -nolisten tcp -ac >"$dir/xvfb.log" 2>&1 </dev/null &
-        echo $! > "$dir/xvfb.pid"
+        pid=$!
+        echo $pid > "$dir/xvfb.pid"
         for _ in $(seq 1 100); do
-            [ -e /tmp/.X11-unix/X$n ] && { echo ":$n" > "$dir/display"; return 0; }
-            kill -0 "$(cat "$dir/xvfb.pid")" 2>/dev/null || break
+            # Ours only when the display's lock names our Xvfb: two environments
+            # started at once may both try this number, and the one that loses
+            # the lock ends at once.
+            if [ -e /tmp/.X11-unix/X$n ] && [ "$(tr -dc '0-9' < /tmp/.X$n-lock 2>/dev/null)" = "$pid" ]; then
+                echo ":$n" > "$dir/display"
+                return 0
+            fi
+            kill -0 "$pid" 2>/dev/null || break
             sleep 0.05
         done
+        kill "$pid" 2>/dev/null || true
     done
-    echo "Xvfb did not start" >&2; return 1
+    echo "Xvfb did not start:" >&2; cat "$dir/xvfb.log" >&2; return 1
 }
 
 case "$cmd" in

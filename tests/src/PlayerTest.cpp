@@ -115,7 +115,7 @@ void ExpectSourceFrames(const Drained& d, size_t from, size_t to, int channels =
 
 }  // namespace
 
-// ---- Edge cases of the design ----
+// ---- Short sounds, half rates, limits, stops and pauses ----
 
 TEST_F(PlayerTest, ASoundShorterThanOneSecondDoesNotStreamNeverReachesTheWorkerAndIgnoresTheLimit) {
     FakeReader r(44099, 44100, 2);

@@ -163,7 +163,7 @@ TEST(SndWav, ReadsAFileInSeveralRunsOfFrames) {
     for (int i = 0; i < 100; ++i) EXPECT_EQ(all[i], static_cast<float>(i * 100) * kS16) << i;
 }
 
-// ---- edge cases of the walk ---------------------------------------------------------
+// ---- chunk order, odd sizes and skipped chunks ----------------------------------------
 
 TEST(SndWav, DataChunkBeforeFmtIsFoundAllTheSame) {
     SoundFileBuilder b = SoundFileBuilder::Riff("WAVE");

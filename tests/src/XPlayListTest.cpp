@@ -96,24 +96,30 @@ TEST(XPlayList, AfterFiftyAddsTheWriteSlotWrapsToZero) {
     EXPECT_EQ(f.list.SelectIndex(), 49);
 }
 
-TEST(XPlayList, APathOf4000BytesIsCutTo511BytesAndTheNeighbouringEntryIsUntouched) {
-    ListFixture f;
-    f.list.Add("/first.wav", 44100, 16, 2);
-    f.list.Add("/second.wav", 44100, 16, 2);
-    f.list.m_next = 0;  // write the long path into entry 0, before entry 1
-    std::string longPath = "/" + std::string(3998, 'x') + "w";
-    f.list.Add(longPath.c_str(), 44100, 16, 2);
-    EXPECT_EQ(std::strlen(f.list.Entry(0).path), 511u);
-    EXPECT_EQ(std::string(f.list.Entry(0).path), longPath.substr(0, 511));
-    EXPECT_STREQ(f.list.Entry(1).path, "/second.wav");
-    EXPECT_EQ(f.list.Entry(1).rate, 44100);
+TEST(XPlayList, APathLongerThanAnEntryIsRefusedAndChangesNothing) {
+    for (size_t size : {size_t{512}, size_t{4000}}) {
+        ListFixture f;
+        ASSERT_TRUE(f.list.Add("/first.wav", 44100, 16, 2));
+        ASSERT_TRUE(f.list.Add("/second.wav", 48000, 24, 1));
+        std::string longPath = "/" + std::string(size - 5, 'x') + ".wav";
+        ASSERT_EQ(longPath.size(), size);
+        EXPECT_FALSE(f.list.Add(longPath.c_str(), 22050, 8, 2)) << size;
+        EXPECT_EQ(f.list.Count(), 2) << size;
+        EXPECT_EQ(f.list.NextSlot(), 2) << size;
+        EXPECT_EQ(f.list.SelectIndex(), 1) << size;
+        EXPECT_STREQ(f.list.Entry(0).path, "/first.wav");
+        EXPECT_STREQ(f.list.Entry(1).path, "/second.wav");
+        EXPECT_EQ(f.list.Entry(2).path[0], 0) << size;  // nothing cut into the next entry
+        // The newest entry is still the current one: nothing to play on to.
+        EXPECT_EQ(f.list.NextPath(), nullptr) << size;
+    }
 }
 
-TEST(XPlayList, APathOfExactly511BytesIsKeptWhole) {
+TEST(XPlayList, APathOfExactlyTheLongestLengthIsKeptWhole) {
     ListFixture f;
     std::string path = "/" + std::string(506, 'y') + ".wav";
-    ASSERT_EQ(path.size(), 511u);
-    f.list.Add(path.c_str(), 1, 2, 3);
+    ASSERT_EQ(path.size(), static_cast<size_t>(XPlayList::kMaxPath));
+    EXPECT_TRUE(f.list.Add(path.c_str(), 1, 2, 3));
     EXPECT_EQ(std::string(f.list.Entry(0).path), path);
 }
 

@@ -446,8 +446,9 @@ TEST(AudioDevCoreSystem, StartStopAndCloseMoveTheDriverThroughItsStatesAndReleas
         EXPECT_EQ(core.State(), 1);
     }
     {
-        // Playback only: Close does nothing and fails, as designed; the
-        // destructor still ends the IO thread and closes the PCM.
+        // Playback only: Close does nothing and fails, so a playback-only driver
+        // stays open after it; the destructor still ends the IO thread and closes
+        // the PCM.
         AudioDevCore core;
         ASSERT_TRUE(core.Init());
         DEVOPEN play{0, 2, 0};

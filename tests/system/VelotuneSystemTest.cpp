@@ -323,7 +323,7 @@ int Find(const std::vector<Event>& ev, size_t from, double hz, double level = 0)
 // Clicks on every control of the playing panel and on the settings panel change
 // what is heard as the buttons say: pause and resume, next, previous, the volume
 // levels, a playback limit of 2 seconds, and stop.
-TEST_F(Velotune, RealClicksOnTheControlsChangeTheRecordingAsDesigned) {
+TEST_F(Velotune, RealClicksOnTheControlsChangeWhatIsHeardAsTheButtonsSay) {
     std::string dir = Folder("clicks");
     const double hz[4] = {441.0, 661.5, 882.0, 1102.5};
     std::vector<std::string> files;
