@@ -266,7 +266,8 @@ TEST_F(Velotune, AFolderWithATextFileNamedWavPlaysBothGoodSoundsAndLogsTheSkippe
 namespace {
 
 // The recording as a list of events: runs of 50-ms windows with the same tone
-// (within 5 %) and level (within 30 %), and silences (hz 0).
+// (within 5 %) and level (within 30 %), and silences (hz 0). A run is labelled
+// with its second window's tone and level.
 struct Event {
     double hz;
     double rms;
@@ -284,6 +285,13 @@ std::vector<Event> Events(const std::vector<int16_t>& s) {
                                       std::fabs(hz - out.back().hz) < 0.05 * out.back().hz &&
                                       std::fabs(rms - out.back().rms) < 0.3 * out.back().rms));
         if (same) {
+            // The first window of a run may straddle its edge (the end of a fade
+            // and the start of the next sound in one window): the run takes its
+            // tone and level from its second window, a whole one.
+            if (out.back().seconds < 0.06) {
+                out.back().hz = hz;
+                out.back().rms = rms;
+            }
             out.back().seconds += 0.05;
         } else {
             out.push_back({hz, rms, 0.05});
