@@ -559,12 +559,13 @@ void AudioDevCore::IoLoop(int io) {
 }
 
 void AudioDevCore::OnSyncWithIo() {
-    // Pairs with the fence the IO thread makes after marking itself inside: either
-    // it sees the new source or target, or this sees it inside and waits.
-    std::atomic_thread_fence(std::memory_order_seq_cst);
+    // Both sides change the mark by read-modify-write (this one adds nothing), so
+    // the two are ordered in the mark's own history: if the IO thread's entry comes
+    // first, this reads it inside and waits; if this comes first, the entry reads
+    // what this wrote and so sees the new source or target stored before it.
     for (Side* s : m_side) {
         if (!s->hasThread) continue;
-        const unsigned mark = s->inCall.load(std::memory_order_acquire);
+        const unsigned mark = s->inCall.fetch_add(0, std::memory_order_acq_rel);
         if (!(mark & 1)) continue;
         // A source call is short (it copies one block); yield until it is over.
         while (s->inCall.load(std::memory_order_acquire) == mark) sched_yield();
@@ -582,8 +583,7 @@ namespace {
 struct InCall {
     std::atomic<unsigned>& mark;
     explicit InCall(std::atomic<unsigned>& m) : mark(m) {
-        mark.fetch_add(1, std::memory_order_seq_cst);
-        std::atomic_thread_fence(std::memory_order_seq_cst);
+        mark.fetch_add(1, std::memory_order_acq_rel);
     }
     ~InCall() { mark.fetch_add(1, std::memory_order_release); }
 };
