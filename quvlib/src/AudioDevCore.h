@@ -291,7 +291,10 @@ class AudioDevCore : public AudioDev, public QuvLog {
     std::atomic<double> m_watermarkMs{0};          // written by the playback IO thread
     // How often a stream that stands still looks at its source anyway, in case a
     // wake-up was missed, in milliseconds. Set before Start; read by the IO thread.
-    std::atomic<int> m_standStillLookMs{1000};
+    // Every sound a player starts comes with a wake-up, so this is only a safety
+    // net: each look costs an idle window a wake-up of this thread (a quarter of a
+    // millisecond of CPU on a virtual machine where system calls are dear).
+    std::atomic<int> m_standStillLookMs{5000};
 
   private:
     struct Side;
