@@ -21,7 +21,9 @@ for i in 1 2 3; do
 done
 export HOME=$work/home
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
-export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/tests/lsan.supp}
+# The toolkit's own leaks are suppressed (tests/lsan.supp) and not listed at exit:
+# a program under test keeps its terminal quiet.
+export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/tests/lsan.supp:print_suppressions=0}
 export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:suppressions=$PWD/tests/tsan.supp}
 export VELOTUNE_DRAG_SOURCE=${VELOTUNE_DRAG_SOURCE:-$build/tests/drag_source}
 
@@ -30,6 +32,7 @@ playing() {  # whether the program has a stream at the sound server
 }
 
 failed=0
+slowest=0  # the longest time from Escape to the end of the process, ms
 for c in $(seq 1 "$cycles"); do
     "$build/velotune" 2> "$work/stderr" &
     pid=$!
@@ -49,8 +52,11 @@ for c in $(seq 1 "$cycles"); do
     # Close at a different moment of the sound each time.
     sleep "0.$(( (c * 37) % 10 ))"
     xdotool windowfocus --sync "$id" key Escape 2>/dev/null || true
+    closed=$(date +%s%N)
     status=0
     for _ in $(seq 1 300); do kill -0 "$pid" 2>/dev/null || break; sleep 0.05; done
+    took=$((($(date +%s%N) - closed) / 1000000))
+    [ "$took" -gt "$slowest" ] && slowest=$took
     if kill -0 "$pid" 2>/dev/null; then
         echo "cycle $c: the program did not end"; kill -9 "$pid"; failed=1
     fi
@@ -65,4 +71,5 @@ if [ "$failed" -ne 0 ]; then
     echo "close-cycles: FAILED"
     exit 1
 fi
-echo "close-cycles: $cycles cycles, every one ended with status 0 and no sanitizer report"
+echo "close-cycles: $cycles cycles, every one ended with status 0 and no sanitizer report;" \
+    "the slowest ended ${slowest} ms after its Escape"

@@ -1120,6 +1120,7 @@ long XWindow::TranslateModifiers(unsigned state) {
 
 void XWindow::AppQuit() {
     if (XApp* app = XApp::GetApp()) app->Quit();
+    TimerStop();  // as XApp::Quit does: exit() must not wait for the timer thread
     exit(0);
 }
 

@@ -22,6 +22,8 @@
 #include <thread>
 #include <vector>
 
+#include "RealtimeRecorder.h"
+
 namespace programkit {
 
 inline void SleepMs(int ms) {
@@ -148,9 +150,8 @@ class Recorder {
             "--latency-msec=20 > " +
             Quote(m_path);
         bool ok = m_proc.Start({"/bin/sh", "-c", cmd});
-        // The recorder is running once its file exists.
-        for (int i = 0; ok && i < 250 && access(m_path.c_str(), F_OK) != 0; ++i) SleepMs(20);
-        return ok && access(m_path.c_str(), F_OK) == 0;
+        // The recorder is running once the sink hands it sound in small steps.
+        return ok && testfiles::WaitUntilRecording(m_path, 10000);
     }
     void Stop() { m_proc.Kill(); }
     /// Frames recorded so far.
@@ -309,6 +310,8 @@ inline int Key(const std::string& id, const std::string& keys) {
 /// A screenshot of the window as RGB rows; empty on failure.
 inline std::vector<unsigned char> Screenshot(const std::string& id, const std::string& path,
                                              Geometry* size = nullptr) {
+    // Without a window id, import would wait for a click on the screen.
+    if (id.empty()) return {};
     Geometry g = WindowGeometry(id);
     if (size) *size = g;
     if (system(("import -window " + id + " -depth 8 rgb:" + Quote(path)).c_str()) != 0) return {};

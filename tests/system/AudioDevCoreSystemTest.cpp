@@ -206,6 +206,7 @@ class SineSource : public AudioSource {
 class MonitorRecorder {
   public:
     explicit MonitorRecorder(const std::string& path) : m_path(path) {
+        unlink(path.c_str());  // an earlier recording must not pass for this one
         m_pid = fork();
         if (m_pid == 0) {
             int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -217,7 +218,7 @@ class MonitorRecorder {
                    static_cast<char*>(nullptr));
             _exit(127);
         }
-        UThread::Wait(600);  // let the capture stream settle
+        testfiles::WaitUntilRecording(path, 10000);  // the capture stream runs
     }
     // Stops parec and returns the left and right channels.
     void Finish(std::vector<float>* left, std::vector<float>* right) {
@@ -473,7 +474,8 @@ TEST(AudioDevCoreSystem, TheIoThreadMakesNoAllocationDuringPlayback) {
     XMsgQueue window;
     e.bus.SetTimer(&window, 100, 0.05f);  // the timer message is on the IO path too
     e.bus.Start();
-    UThread::Wait(300);  // the source has marked the IO thread by now
+    // The source marks the IO thread on its first call.
+    for (int waited = 0; source.Calls() == 0 && waited < 5000; waited += 10) UThread::Wait(10);
     ASSERT_GT(source.Calls(), 0);
     long before = g_ioAllocs.load();
     UThread::Wait(2000);
@@ -547,7 +549,7 @@ TEST(AudioDevCoreSystem, ThePlaybackPathMakesNoAllocationTakesNoLockAndMakesNoSy
     SectionSource section(&e.bus);
     e.core->SetAudioSource(&section);
     player.Play(&reader);
-    UThread::Wait(300);
+    for (int waited = 0; section.Calls() == 0 && waited < 5000; waited += 10) UThread::Wait(10);
     ASSERT_GT(section.Calls(), 0);
     long allocs = g_ioAllocs.load(), locks = g_sectionLocks.load(),
          calls = g_sectionSyscalls.load();

@@ -165,5 +165,5 @@ TEST(BadInput, TheProgramPlaysEveryGoodFileSkipsTheRestLogsTheUndecodableAndKeep
     EXPECT_EQ(log.find("notes.txt"), std::string::npos);
     EXPECT_TRUE(program.Running()) << "bad input never ends the program";
     Key(window, "Escape");
-    EXPECT_EQ(program.Wait(10000), 0);
+    EXPECT_EQ(program.Wait(30000), 0);
 }

@@ -19,6 +19,7 @@
 
 #include "../gui/ControlCanvas.h"
 #include "DamagedMp3.h"
+#include "ProgramFiles.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
 #include "XPane.h"
@@ -33,7 +34,8 @@ namespace {
 constexpr const char* kTitle = "Velotune 2.0";
 constexpr int kViewHeight = 135;  // the view's height at the window's first size
 
-std::string Folder(const std::string& name) {
+// A folder of that name in the scratch folder, emptied of an earlier run's files.
+std::string EmptyFolder(const std::string& name) {
     std::string dir = testfiles::TempPath(name);
     system(("rm -rf " + Quote(dir)).c_str());
     mkdir(dir.c_str(), 0755);
@@ -115,10 +117,7 @@ void WriteDoc(const std::string& name, int x, int y, int w, int h) {
 class InUse : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(getenv("DISPLAY"), nullptr) << "needs the test X server";
-        ASSERT_NE(getenv("PULSE_SERVER"), nullptr) << "needs the private sound server";
-        ASSERT_EQ(access(ProgramPath().c_str(), X_OK), 0) << ProgramPath();
-        unlink(LogPath().c_str());
+        ASSERT_NO_FATAL_FAILURE(ExpectProgramEnvironment());
         // The pointer starts away from where the window shows.
         system("xdotool mousemove 900 700");
     }
@@ -141,7 +140,7 @@ class InUse : public ::testing::Test {
     std::string Output() const { return ReadText(m_out); }
     int Quit() {
         Key(window, "Escape");
-        return program.Wait(10000);
+        return program.Wait(30000);  // a sanitizer build checks its heap at exit
     }
     // Makes the view 300 pixels high, for more playlist rows; returns the height
     // of the menu bar above the view.
@@ -233,7 +232,7 @@ TEST_F(InUse, TheLoudspeakerShowsThePictureOfEachLevelAfterEveryClick) {
 // tones in the rest. Heard at its own speed and length, the first two channels
 // as left and right.
 TEST_F(InUse, ASixChannelToneIsHeardAtItsFrequencyAndLengthFromItsFirstTwoChannels) {
-    std::string dir = Folder("six-channels");
+    std::string dir = EmptyFolder("six-channels");
     WriteTone(dir + "/six.wav", {1200.0, 1500.0, 300.0, 0.0, 700.0, 900.0}, 1.0);
     Recorder rec(testfiles::TempPath("six-channels.raw"));
     ASSERT_TRUE(rec.Start());
@@ -275,7 +274,7 @@ void Glide(int x0, int y0, int x1, int y1) {
 // A press on the playlist's entry, a move past the drag threshold and a release
 // over another application's window hand it the entry's file as a file URI.
 TEST_F(InUse, AnEntryDraggedOutOfThePlaylistGivesItsFileToAnotherApplication) {
-    std::string dir = Folder("drag out");
+    std::string dir = EmptyFolder("drag out");
     std::string path = dir + "/kick 1.wav";
     WriteTone(path, {441.0, 441.0}, 0.5);
     Recorder rec(testfiles::TempPath("drag-out.raw"));
@@ -335,7 +334,7 @@ XColor ScreenPixel(int x, int y) {
 // the tooltip and clicks there: the entry under it, two rows further down, is
 // chosen.
 TEST_F(InUse, AClickWhereTheTooltipShowsChoosesTheEntryUnderIt) {
-    std::string dir = Folder("tooltip-click");
+    std::string dir = EmptyFolder("tooltip-click");
     for (int i = 0; i < 3; ++i)
         WriteTone(dir + "/t" + std::to_string(i) + ".wav", {441.0 * (i + 1)}, 0.3);
     Recorder rec(testfiles::TempPath("tooltip-click.raw"));
@@ -410,7 +409,7 @@ bool OpenThroughTheMenu(const std::string& window, const std::string& path,
 }  // namespace
 
 TEST_F(InUse, OpenInTheFileMenuPlaysTheChosenFolder) {
-    std::string dir = Folder("open-menu");
+    std::string dir = EmptyFolder("open-menu");
     WriteTone(dir + "/one.wav", {661.5, 661.5}, 0.5);
     Recorder rec(testfiles::TempPath("open-menu.raw"));
     ASSERT_TRUE(rec.Start());
@@ -428,7 +427,7 @@ TEST_F(InUse, OpenInTheFileMenuPlaysTheChosenFolder) {
 // Ctrl+A selects the 5 the field shows, a letter is refused and 2 replaces it:
 // a 4-second sound then stops after 2 seconds.
 TEST_F(InUse, TheLimitTypedOverWithControlATakesOnlyItsDigits) {
-    std::string dir = Folder("limit");
+    std::string dir = EmptyFolder("limit");
     WriteTone(dir + "/long.wav", {882.0, 882.0}, 4.0);
     Recorder rec(testfiles::TempPath("limit.raw"));
     ASSERT_TRUE(rec.Start());
@@ -455,7 +454,7 @@ TEST_F(InUse, TheLimitTypedOverWithControlATakesOnlyItsDigits) {
 // A folder of broken files and a name that is not UTF-8, walked, listed, hovered
 // for its tooltip and drawn again and again: nothing at all is printed.
 TEST_F(InUse, AFolderOfBrokenFilesLeavesTheTerminalQuiet) {
-    std::string dir = Folder("quiet");
+    std::string dir = EmptyFolder("quiet");
     WriteTone(dir + "/good.wav", {441.0, 441.0}, 0.3);
     WriteTone(dir + "/caf\xe9-latin1.wav", {661.5, 661.5}, 0.3);
     ASSERT_TRUE(testfiles::WriteDamagedMp3(dir + "/damaged.mp3", 2));

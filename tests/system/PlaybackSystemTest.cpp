@@ -126,6 +126,7 @@ std::string WriteWav(const char* name, int rate, const std::vector<short>& sampl
 class MonitorRecorder {
   public:
     explicit MonitorRecorder(const std::string& path) : m_path(path) {
+        unlink(path.c_str());  // an earlier recording must not pass for this one
         m_pid = fork();
         if (m_pid == 0) {
             int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -136,7 +137,7 @@ class MonitorRecorder {
                    "--channels=2", "--latency-msec=2", static_cast<char*>(nullptr));
             _exit(127);
         }
-        UThread::Wait(600);  // the capture stream is running by now
+        testfiles::WaitUntilRecording(path, 10000);  // the capture stream runs
     }
     // Lets the last frames pass the server, stops parec and returns the recording.
     std::vector<short> Finish() {
@@ -480,7 +481,9 @@ TEST(PlaybackSystem, TheIoThreadAllocatesNothingWhilePlaying) {
     snd_mac reader;
     Engine e(&player);
     ASSERT_TRUE(e.ok) << (e.core ? e.core->GetErrorMsg() : "driver refused");
-    UThread::Wait(300);  // the IO thread has called the player, and so is marked
+    // The player marks the IO thread on its first call.
+    for (int waited = 0; player.calls.load() == 0 && waited < 5000; waited += 10)
+        UThread::Wait(10);
     ASSERT_GT(player.calls.load(), 0);
     const long before = g_playIoNews.load();
     ASSERT_TRUE(PlayToEnd(e, player, reader, wav));

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "ProgramFiles.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
 
@@ -22,31 +23,6 @@ using namespace programkit;
 namespace {
 
 constexpr const char* kTitle = "Velotune 2.0";
-
-std::string Folder(const std::string& name) {
-    std::string dir = testfiles::TempPath(name);
-    mkdir(dir.c_str(), 0755);
-    return dir;
-}
-
-void WriteTone(const std::string& path, double hz, double seconds) {
-    const int frames = static_cast<int>(seconds * 44100);
-    std::vector<float> f = testfiles::Sine(frames, 2, 44100, hz, 0.5);
-    std::vector<short> s(f.size());
-    for (size_t i = 0; i < f.size(); ++i) s[i] = static_cast<short>(std::lround(f[i] * 32767.0));
-    ASSERT_TRUE(testfiles::WriteShorts(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44100, 2, s))
-        << path;
-}
-
-std::vector<std::string> Listing(const std::string& dir) {
-    std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d))
-            if (e->d_name[0] != '.') names.push_back(e->d_name);
-        closedir(d);
-    }
-    return names;
-}
 
 // The tones heard, in order: the runs of sound, split where the tone changes
 // (a sound that follows another without a pause is part of the same run), with
@@ -86,10 +62,7 @@ bool Near(double a, double b) {
 class Response : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(getenv("DISPLAY"), nullptr) << "needs the test X server";
-        ASSERT_NE(getenv("PULSE_SERVER"), nullptr) << "needs the private sound server";
-        ASSERT_EQ(access(ProgramPath().c_str(), X_OK), 0) << ProgramPath();
-        unlink(LogPath().c_str());
+        ASSERT_NO_FATAL_FAILURE(ExpectProgramEnvironment());
     }
     // Starts the program through the shell (`prefix` before it, its standard error
     // into `errPath` when given) and waits for its window.
@@ -104,7 +77,7 @@ class Response : public ::testing::Test {
     }
     int Quit() {
         Key(window, "Escape");
-        return program.Wait(10000);
+        return program.Wait(30000);  // a sanitizer build checks its heap at exit
     }
     // Makes the window `rows` playlist rows taller, so that they can be clicked.
     void Taller(int rows) {

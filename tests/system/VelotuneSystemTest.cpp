@@ -13,6 +13,7 @@
 
 #include "../gui/ControlCanvas.h"
 #include "DecoderErrorText.h"
+#include "ProgramFiles.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
 #include "XPlayList.h"
@@ -22,37 +23,6 @@ using namespace programkit;
 namespace {
 
 constexpr const char* kTitle = "Velotune 2.0";
-
-std::string Folder(const std::string& name) {
-    std::string dir = testfiles::TempPath(name);
-    mkdir(dir.c_str(), 0755);
-    return dir;
-}
-
-// A tone of `hz` at half scale, 16-bit, written as `format`; returns its samples
-// (left channel, as 16-bit values).
-std::vector<short> WriteTone(const std::string& path, int format, double hz, double seconds,
-                             int channels = 2) {
-    int frames = static_cast<int>(seconds * 44100);
-    std::vector<float> f = testfiles::Sine(frames, channels, 44100, hz, 0.5);
-    std::vector<short> s(f.size());
-    for (size_t i = 0; i < f.size(); ++i) s[i] = static_cast<short>(std::lround(f[i] * 32767.0));
-    EXPECT_TRUE(testfiles::WriteShorts(path, format, 44100, channels, s)) << path;
-    std::vector<short> left(static_cast<size_t>(frames));
-    for (int i = 0; i < frames; ++i)
-        left[static_cast<size_t>(i)] = s[static_cast<size_t>(i * channels)];
-    return left;
-}
-
-std::vector<std::string> Listing(const std::string& dir) {
-    std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d))
-            if (e->d_name[0] != '.') names.push_back(e->d_name);
-        closedir(d);
-    }
-    return names;
-}
 
 // The largest difference between `expected` and the recording from `start` on,
 // at the best alignment near `start`: the first loud sample of a sine that starts
@@ -138,10 +108,7 @@ void DrawExpectedList(ControlCanvas& canvas, const std::vector<std::string>& pat
 class Velotune : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(getenv("DISPLAY"), nullptr) << "needs the test X server";
-        ASSERT_NE(getenv("PULSE_SERVER"), nullptr) << "needs the private sound server";
-        ASSERT_EQ(access(ProgramPath().c_str(), X_OK), 0) << ProgramPath();
-        unlink(LogPath().c_str());
+        ASSERT_NO_FATAL_FAILURE(ExpectProgramEnvironment());
     }
     // Starts the program with `args` and waits for its window.
     void Launch(std::vector<std::string> args) {
@@ -153,7 +120,7 @@ class Velotune : public ::testing::Test {
     // Ends the program with Escape; its exit status.
     int Quit() {
         Key(window, "Escape");
-        return program.Wait(10000);
+        return program.Wait(30000);  // a sanitizer build checks its heap at exit
     }
     Process program;
     std::string window;
@@ -227,7 +194,7 @@ TEST_F(Velotune, EscapeEndsTheProgramWithStatusZero) {
 TEST_F(Velotune, ReturnAlsoEndsTheProgramWithStatusZero) {
     Launch({});
     Key(window, "Return");
-    EXPECT_EQ(program.Wait(10000), 0);
+    EXPECT_EQ(program.Wait(30000), 0);
 }
 
 TEST_F(Velotune, AFolderWithATextFileNamedWavPlaysBothGoodSoundsAndLogsTheSkippedFile) {
