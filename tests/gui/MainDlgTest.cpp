@@ -19,6 +19,7 @@
 #include "ChooserDriver.h"
 #include "DecoderErrorText.h"
 #include "MainDlg.h"
+#include "ProgramFiles.h"
 #include "ProgramKit.h"
 #include "SoundFileWriter.h"
 #include "StdMenu.h"
@@ -72,16 +73,7 @@ void Text(const std::string& path, const char* text = "not a sound\n") {
     ASSERT_TRUE(testfiles::WriteBytes(path, std::vector<unsigned char>(text, text + strlen(text))));
 }
 
-// The names of a folder in the order the directory lists them, without hidden ones.
-std::vector<std::string> Listing(const std::string& dir) {
-    std::vector<std::string> names;
-    if (DIR* d = opendir(dir.c_str())) {
-        while (dirent* e = readdir(d))
-            if (e->d_name[0] != '.') names.push_back(e->d_name);
-        closedir(d);
-    }
-    return names;
-}
+using programkit::Listing;
 
 // The playlist's entries, oldest first.
 std::vector<std::string> Entries(XPlayList* list) {
