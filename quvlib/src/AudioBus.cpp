@@ -112,7 +112,11 @@ void AudioBus::SetPlaySource(AudioSource* source) {
     LogPrint("*** AudioBus::SetPlaySource(%d) ***", PtrAsInt(source));
     m_pPlaySource.store(source, std::memory_order_seq_cst);
     if (source) m_bMonitor.store(false);
-    if (AudioDev* dev = m_pAudioPlay.load()) dev->SyncWithIo();
+    if (AudioDev* dev = m_pAudioPlay.load()) {
+        dev->SyncWithIo();
+        // A stream standing still for want of sound looks at the new source now.
+        if (source) dev->WakeUp();
+    }
 }
 
 void AudioBus::WakeUp() {
@@ -163,6 +167,7 @@ void AudioBus::Start() {
     m_iBuffer.store(0);
     m_iBloc.store(0);
     m_bMute.store(false, std::memory_order_release);
+    WakeUp();  // a stream standing still while the bus was muted plays at once
 }
 
 void AudioBus::Stop() {

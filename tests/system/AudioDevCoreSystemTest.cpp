@@ -692,6 +692,33 @@ TEST(AudioDevCoreSystem, AStreamWithoutSoundStandsStillAfterTheHoldAndAWakeUpSta
     EXPECT_EQ(core->UnderrunCount(), 0u);
 }
 
+TEST(AudioDevCoreSystem, ANewSourceWakesAStreamStandingStill) {
+    REQUIRE_SOUND_SERVER();
+    AudioBus bus;
+    WakeOnlyCore* core = new WakeOnlyCore;  // never looks by itself
+    ASSERT_EQ(bus.AddDriver(core, "CoreAudio"), 1);
+    DEVOPEN play{0, 2, 0};
+    ASSERT_TRUE(core->Open(nullptr, &play, 44100, 32));
+    bus.EnableRecord(false);
+    bus.EnablePlay(true);
+    SwitchedSource quiet;  // never sounds
+    bus.SetPlaySource(&quiet);
+    bus.Start();
+    ASSERT_TRUE(core->Start(0));
+    // Nothing to play: the stream stands still.
+    ASSERT_TRUE(WaitFor([&] { return !core->StreamRunning(); }, AudioDevCore::kIdleHoldMs + 5000));
+    UThread::Wait(200);
+    ASSERT_FALSE(core->StreamRunning());
+    // A new source that sounds starts it, with no other wake-up.
+    SwitchedSource source;
+    source.sounding = true;
+    bus.SetPlaySource(&source);
+    EXPECT_TRUE(WaitFor([&] { return core->StreamRunning(); }, 10000))
+        << "a new source did not wake it";
+    bus.Stop();
+    bus.SetPlaySource(nullptr);
+}
+
 TEST(AudioDevCoreSystem, AStarvedDeviceIsRecoveredCountedAndTheCountLoggedWhenTheSideCloses) {
     REQUIRE_SOUND_SERVER();
     const std::string path = TmpPath("underrun_log.txt");
