@@ -21,6 +21,17 @@ import sys
 import time
 
 
+def stop(p):
+    """Ends a program that is still running: SIGTERM, then SIGKILL after 5 s."""
+    if p.poll() is None:
+        p.send_signal(signal.SIGTERM)
+        try:
+            p.wait(5)
+        except subprocess.TimeoutExpired:
+            p.kill()
+            p.wait()
+
+
 def one_trial(argv, env_var, stamp, log, timeout_s=20.0):
     try:
         os.unlink(stamp)
@@ -45,13 +56,7 @@ def one_trial(argv, env_var, stamp, log, timeout_s=20.0):
                 pass
             time.sleep(0.002)
     finally:
-        if p.poll() is None:
-            p.send_signal(signal.SIGTERM)
-            try:
-                p.wait(5)
-            except subprocess.TimeoutExpired:
-                p.kill()
-                p.wait()
+        stop(p)
     return None if value is None else 1e3 * (value - t0)
 
 

@@ -25,7 +25,6 @@ import array
 import math
 import os
 import shutil
-import signal
 import subprocess
 import sys
 import tempfile
@@ -36,6 +35,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
 sys.path.insert(0, os.path.join(HERE, 'perf'))
 import perflib as P  # noqa: E402
+from first_frame import stop  # noqa: E402  (SIGTERM, then SIGKILL after 5 s)
 
 TITLE = 'Velotune 2.0'
 RATE = 44100
@@ -101,16 +101,6 @@ def view_point(wid, x, y, view_height=135):
     """Screen position of point (x, y) of the window's view (under the menu bar)."""
     g = geometry(wid)
     return g['X'] + x, g['Y'] + g['HEIGHT'] - view_height + y
-
-
-def stop(p):
-    if p.poll() is None:
-        p.send_signal(signal.SIGTERM)
-        try:
-            p.wait(5)
-        except subprocess.TimeoutExpired:
-            p.kill()
-            p.wait()
 
 
 def launch(build, args, env):
